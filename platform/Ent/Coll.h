@@ -1,0 +1,257 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+
+#include "platform/Ent/Entity.h"
+#include "platform/Ent/Error.h"
+
+namespace Ent {
+
+namespace detail {
+
+// Reads an element's key through KeyFn (`&V::key`), which must return a reference
+// to the key stored in the element: the collection hands out its address.
+template <auto KeyFn, class V>
+decltype(auto) keyOf(const V& v) {
+  return std::invoke(KeyFn, v);
+}
+
+// Announces a collection change on the owning entity, if there is one.
+class CollBase {
+ public:
+  CollBase(const Entity* owner, AttrId attr) : owner_(owner), attr_(attr) {}
+  uint64_t version() const { return version_; }
+
+ protected:
+  void changed(const void* key) {
+    ++version_;
+    if (owner_) owner_->notify(attr_, key);
+  }
+
+ private:
+  const Entity* owner_;
+  AttrId attr_;
+  uint64_t version_ = 0;
+};
+
+}  // namespace detail
+
+// Ordered collection of counted entries keyed by a key that each entry stores
+// itself (read through KeyFn), so a key is held once per row. Iteration is in
+// key order; every insert and erase bumps the version and notifies the owner's
+// reactors with the attribute and key.
+template <class K, class V, auto KeyFn = &V::key>
+class OrderedColl : public detail::CollBase {
+  struct Less {
+    using is_transparent = void;
+    bool operator()(const Ptr<V>& a, const Ptr<V>& b) const {
+      return detail::keyOf<KeyFn>(*a) < detail::keyOf<KeyFn>(*b);
+    }
+    bool operator()(const Ptr<V>& a, const K& b) const { return detail::keyOf<KeyFn>(*a) < b; }
+    bool operator()(const K& a, const Ptr<V>& b) const { return a < detail::keyOf<KeyFn>(*b); }
+  };
+  using Set = std::set<Ptr<V>, Less>;
+
+ public:
+  using key_type = K;
+  using value_type = V;
+  using const_iterator = typename Set::const_iterator;
+
+  explicit OrderedColl(const Entity* owner = nullptr, AttrId attr = 0) : CollBase(owner, attr) {}
+  OrderedColl(const OrderedColl&) = delete;
+  OrderedColl& operator=(const OrderedColl&) = delete;
+  ~OrderedColl() { set_.clear(); }
+
+  V* find(const K& k) const {
+    auto it = set_.find(k);
+    return it == set_.end() ? nullptr : it->get();
+  }
+  Ptr<V> operator[](const K& k) const { return Ptr<V>(find(k)); }
+  bool contains(const K& k) const { return set_.find(k) != set_.end(); }
+
+  // Returns the entry of `k`, building it with `make()` (which must return a
+  // Ptr<V> whose key is `k`) only when absent: one tree descent either way.
+  template <class Make>
+  std::pair<V*, bool> findOrInsert(const K& k, Make&& make) {
+    auto it = set_.lower_bound(k);
+    if (it != set_.end() && !(k < detail::keyOf<KeyFn>(**it))) return {it->get(), false};
+    Ptr<V> v = make();
+    if (!v) throw NullArgument("OrderedColl: null entry");
+    auto pos = set_.insert(it, std::move(v));
+    changed(&detail::keyOf<KeyFn>(**pos));
+    return {pos->get(), true};
+  }
+
+  // Inserts `v` under its own key unless an entry with that key exists.
+  std::pair<V*, bool> insert(Ptr<V> v) {
+    if (!v) throw NullArgument("OrderedColl: null entry");
+    const K& k = detail::keyOf<KeyFn>(*v);
+    return findOrInsert(k, [&] { return std::move(v); });
+  }
+
+  // Removes the entry of `k`; returns it, or null when absent (no change then).
+  Ptr<V> erase(const K& k) {
+    auto it = set_.find(k);
+    if (it == set_.end()) return nullptr;
+    return erase(it);
+  }
+  Ptr<V> erase(const_iterator it) {
+    Ptr<V> v = *it;
+    set_.erase(it);
+    changed(&detail::keyOf<KeyFn>(*v));
+    return v;
+  }
+  void clear() {
+    while (!set_.empty()) erase(set_.begin());
+  }
+
+  const_iterator begin() const { return set_.begin(); }
+  const_iterator end() const { return set_.end(); }
+  // First entry whose key is not less than / greater than `k`.
+  const_iterator lowerBound(const K& k) const { return set_.lower_bound(k); }
+  const_iterator upperBound(const K& k) const { return set_.upper_bound(k); }
+  // The entry with the smallest key greater than `k`, or null.
+  V* findNext(const K& k) const {
+    auto it = set_.upper_bound(k);
+    return it == set_.end() ? nullptr : it->get();
+  }
+  size_t size() const { return set_.size(); }
+  bool empty() const { return set_.empty(); }
+
+ private:
+  Set set_;
+};
+
+// Hash collection of counted entries by key (the key is stored beside the entry).
+template <class K, class V, class Hash = std::hash<K>>
+class HashColl : public detail::CollBase {
+  using Map = std::unordered_map<K, Ptr<V>, Hash>;
+
+ public:
+  using key_type = K;
+  using value_type = V;
+  using const_iterator = typename Map::const_iterator;
+
+  explicit HashColl(const Entity* owner = nullptr, AttrId attr = 0) : CollBase(owner, attr) {}
+  HashColl(const HashColl&) = delete;
+  HashColl& operator=(const HashColl&) = delete;
+
+  V* find(const K& k) const {
+    auto it = map_.find(k);
+    return it == map_.end() ? nullptr : it->second.get();
+  }
+  Ptr<V> operator[](const K& k) const { return Ptr<V>(find(k)); }
+  bool contains(const K& k) const { return map_.count(k) != 0; }
+
+  template <class Make>
+  std::pair<V*, bool> findOrInsert(const K& k, Make&& make) {
+    auto it = map_.find(k);
+    if (it != map_.end()) return {it->second.get(), false};
+    Ptr<V> v = make();
+    if (!v) throw NullArgument("HashColl: null entry");
+    auto [pos, inserted] = map_.emplace(k, std::move(v));
+    changed(&pos->first);
+    return {pos->second.get(), true};
+  }
+
+  // Stores `v` under `k`, replacing a different entry; a null `v` removes the key.
+  void set(const K& k, Ptr<V> v) {
+    if (!v) {
+      erase(k);
+      return;
+    }
+    auto it = map_.find(k);
+    if (it != map_.end()) {
+      if (it->second == v) return;
+      it->second = std::move(v);
+      changed(&it->first);
+      return;
+    }
+    auto pos = map_.emplace(k, std::move(v)).first;
+    changed(&pos->first);
+  }
+
+  Ptr<V> erase(const K& k) {
+    auto it = map_.find(k);
+    if (it == map_.end()) return nullptr;
+    const K key = it->first;
+    Ptr<V> v = std::move(it->second);
+    map_.erase(it);
+    changed(&key);
+    return v;
+  }
+  void clear() {
+    while (!map_.empty()) erase(K(map_.begin()->first));
+  }
+
+  const_iterator begin() const { return map_.begin(); }
+  const_iterator end() const { return map_.end(); }
+  size_t size() const { return map_.size(); }
+  bool empty() const { return map_.empty(); }
+
+ private:
+  Map map_;
+};
+
+// A notifying map of plain values (flags, indexes, bookkeeping state).
+template <class K, class V, class Map = std::map<K, V>>
+class ValueMap : public detail::CollBase {
+ public:
+  using key_type = K;
+  using mapped_type = V;
+  using const_iterator = typename Map::const_iterator;
+
+  explicit ValueMap(const Entity* owner = nullptr, AttrId attr = 0) : CollBase(owner, attr) {}
+
+  // The value of `k`, or a default-constructed value when absent.
+  V get(const K& k) const {
+    auto it = map_.find(k);
+    return it == map_.end() ? V{} : it->second;
+  }
+  const V* find(const K& k) const {
+    auto it = map_.find(k);
+    return it == map_.end() ? nullptr : &it->second;
+  }
+  bool contains(const K& k) const { return map_.find(k) != map_.end(); }
+
+  // Inserts or overwrites; notifies only when something changed.
+  void set(const K& k, V v) {
+    auto [it, inserted] = map_.try_emplace(k, v);
+    if (!inserted) {
+      if (it->second == v) return;
+      it->second = std::move(v);
+    }
+    changed(&it->first);
+  }
+  bool erase(const K& k) {
+    auto it = map_.find(k);
+    if (it == map_.end()) return false;
+    const K key = it->first;
+    map_.erase(it);
+    changed(&key);
+    return true;
+  }
+  void clear() {
+    while (!map_.empty()) erase(K(map_.begin()->first));
+  }
+
+  const_iterator begin() const { return map_.begin(); }
+  const_iterator end() const { return map_.end(); }
+  size_t size() const { return map_.size(); }
+  bool empty() const { return map_.empty(); }
+
+ private:
+  Map map_;
+};
+
+template <class K, class V, class Hash = std::hash<K>>
+using HashValueMap = ValueMap<K, V, std::unordered_map<K, V, Hash>>;
+
+}  // namespace Ent

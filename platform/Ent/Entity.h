@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Ent/Ptr.h"
+
+namespace Ent {
+
+// Identifies an attribute of an entity type in change notifications. Each
+// entity type numbers its attributes in an `enum Attr : Ent::AttrId`.
+using AttrId = uint16_t;
+
+// One change of one attribute. For a collection attribute `key` points at the
+// element's key (valid for the duration of the callback); for a singleton it is null.
+struct Change {
+  AttrId attr = 0;
+  const void* key = nullptr;
+
+  template <class K>
+  const K& keyAs() const {
+    return *static_cast<const K*>(key);
+  }
+};
+
+class Reactor;
+
+// A named, reference-counted object with attributes whose changes are
+// announced to the reactors that follow it.
+class Entity : public RefCounted {
+ public:
+  explicit Entity(std::string name = {}) : name_(std::move(name)) {}
+  ~Entity() override;
+
+  const std::string& name() const { return name_; }
+  // Qualified type name, as used in messages ("Routing::Pim::Snmp::PimMib").
+  virtual std::string_view typeName() const = 0;
+
+  bool hasNotificationActive() const { return notificationActive_; }
+  virtual void hasNotificationActiveIs(bool on) { notificationActive_ = on; }
+
+  // Set while the owner tears the entity down; reactors of a deleting owner skip work.
+  bool isDeleting() const { return deleting_; }
+  void isDeletingIs(bool d) { deleting_ = d; }
+
+  // Announces a change to every attached reactor (when notification is on).
+  void notify(AttrId attr, const void* key = nullptr) const;
+  size_t reactorCount() const;
+
+  // Resolves one "attr/key" step of a state-directory path ("config.vrfConfig/%27red%27").
+  // Collections that can be reached by path override this.
+  virtual Ptr<Entity> childEntity(std::string_view attr, std::string_view key) const;
+
+ private:
+  friend class Reactor;
+  void attach(Reactor* r) const;
+  void detach(Reactor* r) const;
+
+  std::string name_;
+  bool notificationActive_ = true;
+  bool deleting_ = false;
+  mutable uint16_t notifyDepth_ = 0;
+  mutable bool needsCompact_ = false;
+  mutable std::vector<Reactor*> reactors_;
+};
+
+// Follows one entity. A reactor holds a counted reference to its notifier, so
+// the notifier lives at least as long as it is followed.
+class Reactor {
+ public:
+  Reactor() = default;
+  explicit Reactor(Ptr<const Entity> notifier) { notifierIs(std::move(notifier)); }
+  Reactor(const Reactor&) = delete;
+  Reactor& operator=(const Reactor&) = delete;
+  virtual ~Reactor();
+
+  // Rebinds to another notifier (or none).
+  void notifierIs(Ptr<const Entity> notifier);
+  const Entity* notifierEntity() const { return notifier_.get(); }
+
+  virtual void onChange(const Change& change) = 0;
+
+ private:
+  Ptr<const Entity> notifier_;
+};
+
+// A reactor that knows its notifier's type: the base of every `Rx...` class.
+template <class T>
+class ReactorOf : public Reactor {
+ public:
+  ReactorOf() = default;
+  explicit ReactorOf(Ptr<const T> n) : Reactor(Ptr<const Entity>(n.get())), typed_(n.get()) {}
+
+  const T* notifier() const { return typed_; }
+  void notifierIs(Ptr<const T> n) {
+    typed_ = n.get();
+    Reactor::notifierIs(Ptr<const Entity>(n.get()));
+  }
+
+ private:
+  const T* typed_ = nullptr;
+};
+
+}  // namespace Ent
