@@ -84,6 +84,9 @@ class OrderedColl : public detail::CollBase {
     if (it != set_.end() && !(k < detail::keyOf<KeyFn>(**it))) return {it->get(), false};
     Ptr<V> v = make();
     if (!v) throw NullArgument("OrderedColl: null entry");
+    if (k < detail::keyOf<KeyFn>(*v) || detail::keyOf<KeyFn>(*v) < k) {
+      throw Error("OrderedColl: entry built under another key");
+    }
     auto pos = set_.insert(it, std::move(v));
     changed(&detail::keyOf<KeyFn>(**pos));
     return {pos->get(), true};

@@ -9,6 +9,9 @@ Entity::~Entity() = default;
 void Entity::notify(AttrId attr, const void* key) const {
   if (!notificationActive_ || reactors_.empty()) return;
   const Change change{attr, key};
+  // A reactor may drop the last reference to this entity (by detaching or by
+  // being destroyed): keep it alive until the loop is done with it.
+  const Ptr<const Entity> self(this);
   // Reactors may detach (themselves or others) or attach new ones while we
   // iterate: detached slots are nulled and compacted once the outermost call ends.
   ++notifyDepth_;

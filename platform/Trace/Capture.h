@@ -30,6 +30,7 @@ class Capture {
 
  private:
   std::string previous_;
+  Sink previousSink_;
   std::vector<Line> lines_;
 };
 

@@ -21,12 +21,16 @@ Registry& registry() {
   return r;
 }
 
+// '*' matches any run of characters, anywhere in the pattern ("*", "Pim*", "Pim*MIB").
 bool matches(std::string_view pattern, std::string_view name) {
-  if (pattern == "*") return true;
-  if (!pattern.empty() && pattern.back() == '*') {
-    return name.substr(0, pattern.size() - 1) == pattern.substr(0, pattern.size() - 1);
+  const size_t star = pattern.find('*');
+  if (star == std::string_view::npos) return pattern == name;
+  if (name.substr(0, star) != pattern.substr(0, star)) return false;
+  pattern.remove_prefix(star + 1);
+  for (size_t i = star; i <= name.size(); ++i) {
+    if (matches(pattern, name.substr(i))) return true;
   }
-  return pattern == name;
+  return false;
 }
 
 uint32_t maskFor(std::string_view name) {
@@ -128,7 +132,8 @@ void emit(const Handle& handle, int level, std::string_view message) {
   }
 }
 
-Capture::Capture(std::string_view setting) : previous_(Trace::setting()) {
+Capture::Capture(std::string_view setting)
+    : previous_(Trace::setting()), previousSink_(registry().sink) {
   disableAll();
   enable(setting);
   sinkIs([this](const Handle& h, int level, std::string_view msg) {
@@ -137,7 +142,7 @@ Capture::Capture(std::string_view setting) : previous_(Trace::setting()) {
 }
 
 Capture::~Capture() {
-  defaultSinkIs();
+  sinkIs(std::move(previousSink_));
   disableAll();
   enable(previous_);
 }

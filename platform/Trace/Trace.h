@@ -40,8 +40,8 @@ void sinkIs(Sink sink);
 void defaultSinkIs();
 
 // Enables levels by a setting string: comma-separated "facility/levels" items,
-// levels as digits and ranges ("0-2", "08", "0-9"); facility "*" (or a trailing
-// '*' as prefix wildcard) matches many. A facility without "/levels" gets all levels.
+// levels as digits and ranges ("0-2", "08", "0-9"); a '*' in the facility matches any run
+// of characters ("*", "Pim*", "Pim*MIB"). A facility without "/levels" gets all levels.
 // Example: "PimSnmpAgent/8,Pim*MIB/0-2". Returns false (changing nothing) on a malformed setting.
 bool enable(std::string_view setting);
 // Disables every level of every facility.

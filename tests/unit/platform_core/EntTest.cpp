@@ -1,0 +1,264 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/Ent/Coll.h"
+
+namespace {
+
+using Ent::Change;
+using Ent::Ptr;
+
+struct Row : Ent::RefCounted {
+  explicit Row(int k, bool* dead = nullptr) : k_(k), dead_(dead) {}
+  ~Row() override {
+    if (dead_) *dead_ = true;
+  }
+  const int& key() const { return k_; }
+  int k_;
+  bool* dead_;
+};
+struct Derived : Row {
+  using Row::Row;
+};
+
+class Owner : public Ent::Entity {
+ public:
+  enum Attr : Ent::AttrId { attrRow = 1, attrByName = 2, attrFlag = 3, attrHFlag = 4 };
+  explicit Owner(bool* dead = nullptr) : Entity("owner"), dead_(dead) {}
+  ~Owner() override {
+    if (dead_) *dead_ = true;
+  }
+  std::string_view typeName() const override { return "Test::Owner"; }
+  Ent::OrderedColl<int, Row> rows{this, attrRow};
+  Ent::HashColl<std::string, Row> byName{this, attrByName};
+  Ent::ValueMap<int, int> flags{this, attrFlag};
+  Ent::HashValueMap<std::string, bool> hflags{this, attrHFlag};
+  bool* dead_;
+};
+
+// Records each change as "attr:key" and runs an optional hook.
+class Rec : public Ent::ReactorOf<Owner> {
+ public:
+  using ReactorOf::ReactorOf;
+  void onChange(const Change& c) override {
+    const bool text = c.attr == Owner::attrByName || c.attr == Owner::attrHFlag;
+    std::string key = !c.key ? "-" : text ? c.keyAs<std::string>() : std::to_string(c.keyAs<int>());
+    seen.push_back(std::to_string(c.attr) + ":" + key);
+    if (hook) hook(c);
+  }
+  std::vector<std::string> seen;
+  std::function<void(const Change&)> hook;
+};
+using Seen = std::vector<std::string>;
+
+// A make() for findOrInsert that counts its calls.
+auto maker(int& made, int k) {
+  return [&made, k] { return ++made, Ent::make<Row>(k); };
+}
+
+TEST(PtrTest, CountsConvertsAndTheLastReleaseDeletes) {
+  bool dead = false;
+  Ptr<Derived> d = Ent::make<Derived>(1, &dead);
+  Ptr<Row> base = d;  // converting copy
+  Ptr<const Row> cbase = base;
+  EXPECT_EQ(d->refCount(), 3u);
+  Ptr<Row> moved = std::move(d);  // converting move keeps the count
+  EXPECT_FALSE(d);
+  EXPECT_EQ(moved->refCount(), 3u);
+  Ptr<Row>& alias = moved;
+  moved = alias;  // self-assignment keeps the entry
+  EXPECT_EQ(Ent::ptrCast<Derived>(base).get(), moved.get());
+  EXPECT_EQ(Ent::ptrCast<Derived>(Ent::make<Row>(1)), nullptr);
+  EXPECT_EQ(std::hash<Ptr<Row>>()(base), std::hash<Ptr<Row>>()(moved));
+  base.reset();
+  Row* raw = moved.release();  // gives up ownership, keeps the count
+  EXPECT_FALSE(moved);
+  EXPECT_EQ(raw->refCount(), 2u);
+  raw->unref();
+  EXPECT_FALSE(dead);
+  cbase = Ent::make<Row>(2);  // assigning over the last reference deletes
+  EXPECT_TRUE(dead);
+}
+
+struct CollTest : ::testing::Test {
+  Ptr<Owner> owner = Ent::make<Owner>();
+  Rec rec{owner};
+  Ent::OrderedColl<int, Row>& rows = owner->rows;
+  void fill(std::initializer_list<int> keys) {
+    for (int k : keys) rows.insert(Ent::make<Row>(k));
+    rec.seen.clear();
+  }
+  std::vector<int> keys() const {
+    std::vector<int> out;
+    for (const auto& r : rows) out.push_back(r->key());
+    return out;
+  }
+};
+
+TEST_F(CollTest, InsertKeepsKeyOrderAndBuildsOnlyWhenAbsent) {
+  fill({30, 10});
+  int made = 0;
+  auto [e, inserted] = rows.findOrInsert(10, maker(made, 10));
+  EXPECT_FALSE(inserted);
+  EXPECT_EQ(e, rows.find(10));
+  EXPECT_FALSE(rows.insert(Ent::make<Row>(30)).second);
+  EXPECT_EQ(made, 0);
+  EXPECT_EQ(rows.version(), 2u);
+  EXPECT_TRUE(rec.seen.empty());
+  // Before the first, after the last and in between: the hint must not matter.
+  for (int k : {5, 40, 20}) EXPECT_TRUE(rows.findOrInsert(k, maker(made, k)).second);
+  EXPECT_EQ(made, 3);
+  EXPECT_EQ(keys(), (std::vector<int>{5, 10, 20, 30, 40}));
+  EXPECT_EQ(rec.seen, (Seen{"1:5", "1:40", "1:20"}));
+  EXPECT_THROW(rows.findOrInsert(7, [] { return Ptr<Row>(); }), Ent::NullArgument);
+  EXPECT_THROW(rows.insert(nullptr), Ent::NullArgument);
+  EXPECT_EQ(rows[7], nullptr);
+}
+
+TEST_F(CollTest, EraseReturnsTheEntryAndNotifiesOnlyOnChange) {
+  fill({10, 20});
+  const uint64_t v = rows.version();
+  EXPECT_EQ(rows.erase(15), nullptr);
+  EXPECT_EQ(rows.version(), v);
+  rec.hook = [&](const Change& c) { EXPECT_FALSE(rows.contains(c.keyAs<int>())); };
+  Ptr<Row> gone = rows.erase(rows.find(10)->key());  // key read from the erased entry
+  EXPECT_EQ(gone->key(), 10);
+  EXPECT_EQ(rows.version(), v + 1);
+  EXPECT_EQ(rec.seen, (Seen{"1:10"}));
+  rec.hook = nullptr;
+  fill({3, 1, 2});
+  rows.clear();
+  EXPECT_EQ(rec.seen, (Seen{"1:1", "1:2", "1:3", "1:20"}));
+}
+
+TEST_F(CollTest, NeighbourQueriesAtTheEdges) {
+  EXPECT_EQ(rows.findNext(0), nullptr);
+  EXPECT_EQ(rows.lowerBound(0), rows.end());
+  fill({10, 20, 30});
+  EXPECT_EQ(rows.findNext(-1)->key(), 10);
+  EXPECT_EQ(rows.findNext(10)->key(), 20);
+  EXPECT_EQ(rows.findNext(25)->key(), 30);
+  EXPECT_EQ(rows.findNext(30), nullptr);
+  EXPECT_EQ((*rows.lowerBound(20))->key(), 20);
+  EXPECT_EQ((*rows.upperBound(20))->key(), 30);
+  EXPECT_EQ(rows.lowerBound(31), rows.end());
+  EXPECT_EQ(rows.upperBound(30), rows.end());
+  EXPECT_EQ(rows.lowerBound(-5), rows.begin());
+}
+
+TEST_F(CollTest, WalkSurvivesErasingTheHeldEntry) {
+  bool dead = false;
+  rows.insert(Ent::make<Row>(20, &dead));
+  fill({10, 30});
+  std::vector<int> walked;
+  for (Ptr<Row> cur = rows.find(10); cur; cur = rows.findNext(cur->key())) {
+    walked.push_back(cur->key());
+    if (cur->key() == 20) rows.erase(20);  // only `cur` keeps it now
+  }
+  EXPECT_EQ(walked, (std::vector<int>{10, 20, 30}));
+  EXPECT_TRUE(dead);
+  EXPECT_EQ(keys(), (std::vector<int>{10, 30}));
+}
+
+TEST_F(CollTest, HashCollSetReplacesAndNullRemoves) {
+  auto& m = owner->byName;
+  bool oldDead = false;
+  Ptr<Row> first = Ent::make<Row>(1, &oldDead);
+  m.set("a", first);
+  m.set("a", first);  // same entry: no change
+  EXPECT_EQ(m.version(), 1u);
+  first.reset();
+  m.set("a", Ent::make<Row>(2));
+  EXPECT_TRUE(oldDead);
+  EXPECT_EQ(m.find("a")->key(), 2);
+  m.set("b", nullptr);  // absent: nothing happens
+  m.set("a", nullptr);
+  EXPECT_FALSE(m.contains("a"));
+  EXPECT_EQ(rec.seen, (Seen{"2:a", "2:a", "2:a"}));
+  int made = 0;
+  m.findOrInsert("c", maker(made, 3));
+  EXPECT_FALSE(m.findOrInsert("c", maker(made, 4)).second);
+  EXPECT_EQ(made, 1);
+  EXPECT_EQ(m.find("c")->key(), 3);
+}
+
+TEST_F(CollTest, ValueMapsNotifyOnlyOnRealChanges) {
+  auto& f = owner->flags;
+  EXPECT_EQ(f.get(1), 0);
+  f.set(1, 5);
+  f.set(1, 5);
+  f.set(1, 6);
+  EXPECT_FALSE(f.erase(2));
+  EXPECT_TRUE(f.erase(1));
+  EXPECT_EQ(rec.seen, (Seen{"3:1", "3:1", "3:1"}));
+  owner->hflags.set("x", false);  // a new key with the default value is a change
+  owner->hflags.set("x", false);
+  EXPECT_EQ(owner->hflags.version(), 1u);
+}
+
+struct ReactorTest : ::testing::Test {
+  Ptr<Owner> owner = Ent::make<Owner>();
+  Rec a{owner}, b{owner};
+  std::unique_ptr<Rec> c = std::make_unique<Rec>(owner);
+};
+
+TEST_F(ReactorTest, AttachDetachAndNotificationSwitch) {
+  EXPECT_EQ(owner->reactorCount(), 3u);
+  EXPECT_EQ(a.notifier(), owner.get());
+  b.notifierIs(nullptr);
+  c.reset();
+  EXPECT_EQ(owner->reactorCount(), 1u);
+  owner->notify(9);
+  EXPECT_EQ(a.seen, (Seen{"9:-"}));
+  EXPECT_TRUE(b.seen.empty());
+  owner->hasNotificationActiveIs(false);
+  owner->rows.insert(Ent::make<Row>(1));
+  owner->hasNotificationActiveIs(true);
+  EXPECT_EQ(a.seen.size(), 1u);
+}
+
+TEST_F(ReactorTest, DetachingDuringNotificationSkipsTheDetached) {
+  a.hook = [&](const Change& ch) {
+    if (ch.attr != 1) return;
+    a.notifierIs(nullptr);
+    c.reset();              // destroyed before its turn
+    owner->notify(2);       // nested: only b remains
+    b.notifierIs(nullptr);  // after its nested call, before its outer one
+  };
+  owner->notify(1);
+  EXPECT_EQ(a.seen, (Seen{"1:-"}));
+  EXPECT_EQ(b.seen, (Seen{"2:-"}));
+  EXPECT_EQ(owner->reactorCount(), 0u);
+  b.notifierIs(owner);
+  owner->notify(3);
+  EXPECT_EQ(b.seen, (Seen{"2:-", "3:-"}));
+}
+
+TEST_F(ReactorTest, ReactorAttachedDuringNotificationWaitsForTheNextChange) {
+  Rec late;
+  a.hook = [&](const Change&) { late.notifierIs(owner); };
+  owner->notify(1);
+  EXPECT_TRUE(late.seen.empty());
+  a.hook = nullptr;
+  owner->notify(2);
+  EXPECT_EQ(late.seen, (Seen{"2:-"}));
+}
+
+TEST(ReactorLifetimeTest, FollowersKeepTheNotifierAliveEvenMidNotification) {
+  bool dead = false;
+  auto first = std::make_unique<Rec>(Ent::make<Owner>(&dead));
+  const Owner* owner = first->notifier();
+  Rec second{Ptr<const Owner>(owner)};
+  first.reset();
+  EXPECT_FALSE(dead);
+  second.hook = [&](const Change&) { second.notifierIs(nullptr); };  // drops the last reference
+  owner->notify(1);
+  EXPECT_TRUE(dead);
+  EXPECT_EQ(second.seen, (Seen{"1:-"}));
+}
+
+}  // namespace
