@@ -51,7 +51,9 @@ class VrfName {
   std::string name_;
 };
 
-inline std::ostream& operator<<(std::ostream& os, const VrfName& vrf) { return os << vrf.str(); }
+inline std::ostream& operator<<(std::ostream& os, const VrfName& vrf) {
+  return os << vrf.str();
+}
 
 }  // namespace L3
 

@@ -10,6 +10,8 @@ size_t IntfId::hash(size_t seed) const {
   return hashCombine(seed, std::hash<std::string_view>()(name_));
 }
 
-std::ostream& operator<<(std::ostream& os, const IntfId& intf) { return os << intf.name(); }
+std::ostream& operator<<(std::ostream& os, const IntfId& intf) {
+  return os << intf.name();
+}
 
 }  // namespace Lanet

@@ -34,8 +34,12 @@ std::string IpAddr::toString() const {
   return fmt::format("{}.{}.{}.{}", b[0], b[1], b[2], b[3]);
 }
 
-size_t IpAddr::hash(size_t seed) const { return hashCombine(seed, value_); }
+size_t IpAddr::hash(size_t seed) const {
+  return hashCombine(seed, value_);
+}
 
-std::ostream& operator<<(std::ostream& os, const IpAddr& addr) { return os << addr.toString(); }
+std::ostream& operator<<(std::ostream& os, const IpAddr& addr) {
+  return os << addr.toString();
+}
 
 }  // namespace Lanet

@@ -57,10 +57,6 @@ IpAddr IpGenAddr::v4() const {
   return IpAddr::fromBytes(std::span<const uint8_t, 4>(bytes_.data(), 4));
 }
 
-bool IpGenAddr::isUnspecified() const {
-  return std::all_of(bytes_.begin(), bytes_.end(), [](uint8_t b) { return b == 0; });
-}
-
 bool IpGenAddr::isMulticast() const {
   switch (af_) {
     case AddressFamily::ipv4:
@@ -94,16 +90,8 @@ size_t IpGenAddr::hash(size_t seed) const {
   return hashCombine(hashCombine(hashCombine(seed, static_cast<uint64_t>(af_)), hi), lo);
 }
 
-std::strong_ordering IpGenAddr::operator<=>(const IpGenAddr& other) const {
-  if (af_ != other.af_) return af_ <=> other.af_;
-  const int c = std::memcmp(bytes_.data(), other.bytes_.data(), kMaxBytes);
-  return c <=> 0;
+std::ostream& operator<<(std::ostream& os, const IpGenAddr& addr) {
+  return os << addr.toString();
 }
-
-bool IpGenAddr::operator==(const IpGenAddr& other) const {
-  return af_ == other.af_ && std::memcmp(bytes_.data(), other.bytes_.data(), kMaxBytes) == 0;
-}
-
-std::ostream& operator<<(std::ostream& os, const IpGenAddr& addr) { return os << addr.toString(); }
 
 }  // namespace Lanet

@@ -4,6 +4,7 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <iosfwd>
 #include <optional>
@@ -55,7 +56,7 @@ class IpGenAddr {
   std::span<const uint8_t> bytes() const { return {bytes_.data(), addressBytes(af_)}; }
 
   // True for 0.0.0.0, :: and the af-unknown address.
-  bool isUnspecified() const;
+  bool isUnspecified() const { return bytes_ == std::array<uint8_t, kMaxBytes>{}; }
   // 224.0.0.0/4 or ff00::/8.
   bool isMulticast() const;
 
@@ -64,8 +65,14 @@ class IpGenAddr {
 
   // Family first (unknown < ipv4 < ipv6), then octets in network order; for IPv4 this is
   // the order of an IpAddress index's four sub-identifiers.
-  std::strong_ordering operator<=>(const IpGenAddr& other) const;
-  bool operator==(const IpGenAddr& other) const;
+  // Inline: these run on every step of a map lookup.
+  std::strong_ordering operator<=>(const IpGenAddr& other) const {
+    if (af_ != other.af_) return af_ <=> other.af_;
+    return std::memcmp(bytes_.data(), other.bytes_.data(), kMaxBytes) <=> 0;
+  }
+  bool operator==(const IpGenAddr& other) const {
+    return af_ == other.af_ && std::memcmp(bytes_.data(), other.bytes_.data(), kMaxBytes) == 0;
+  }
 
  private:
   AddressFamily af_ = AddressFamily::unknown;

@@ -65,14 +65,19 @@ IpGenPrefix IpGenPrefix::masked() const {
     }
   }
   IpGenPrefix result;
-  result.addr_ = *IpGenAddr::fromBytes(addr_.af(), std::span<const uint8_t>(out.data(), src.size()));
+  result.addr_ =
+      *IpGenAddr::fromBytes(addr_.af(), std::span<const uint8_t>(out.data(), src.size()));
   result.len_ = len_;
   return result;
 }
 
-std::string IpGenPrefix::toString() const { return fmt::format("{}/{}", addr_, len_); }
+std::string IpGenPrefix::toString() const {
+  return fmt::format("{}/{}", addr_, len_);
+}
 
-size_t IpGenPrefix::hash(size_t seed) const { return hashCombine(addr_.hash(seed), len_); }
+size_t IpGenPrefix::hash(size_t seed) const {
+  return hashCombine(addr_.hash(seed), len_);
+}
 
 std::ostream& operator<<(std::ostream& os, const IpGenPrefix& prefix) {
   return os << prefix.toString();

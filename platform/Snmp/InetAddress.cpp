@@ -154,18 +154,9 @@ size_t InetAddress::hash(size_t seed) const {
   return h;
 }
 
-std::strong_ordering InetAddress::operator<=>(const InetAddress& other) const {
-  if (type_ != other.type_) return type_ <=> other.type_;
-  if (size_ != other.size_) return size_ <=> other.size_;
-  return std::memcmp(octets_.data(), other.octets_.data(), size_) <=> 0;
+std::ostream& operator<<(std::ostream& os, InetAddressType type) {
+  return os << toString(type);
 }
-
-bool InetAddress::operator==(const InetAddress& other) const {
-  return type_ == other.type_ && size_ == other.size_ &&
-         std::memcmp(octets_.data(), other.octets_.data(), kMaxOctets) == 0;
-}
-
-std::ostream& operator<<(std::ostream& os, InetAddressType type) { return os << toString(type); }
 
 std::ostream& operator<<(std::ostream& os, const InetAddress& addr) {
   return os << addr.toString();

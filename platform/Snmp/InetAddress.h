@@ -4,6 +4,7 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <iosfwd>
 #include <optional>
@@ -68,8 +69,15 @@ class InetAddress {
 
   // Type, then length, then octets: the OID order of an InetAddressType index followed by a
   // length-prefixed InetAddress index.
-  std::strong_ordering operator<=>(const InetAddress& other) const;
-  bool operator==(const InetAddress& other) const;
+  std::strong_ordering operator<=>(const InetAddress& other) const {
+    if (type_ != other.type_) return type_ <=> other.type_;
+    if (size_ != other.size_) return size_ <=> other.size_;
+    return std::memcmp(octets_.data(), other.octets_.data(), size_) <=> 0;
+  }
+  bool operator==(const InetAddress& other) const {
+    return type_ == other.type_ && size_ == other.size_ &&
+           std::memcmp(octets_.data(), other.octets_.data(), kMaxOctets) == 0;
+  }
 
  private:
   InetAddressType type_ = InetAddressType::unknown;
