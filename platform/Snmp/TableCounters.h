@@ -1,0 +1,36 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace Snmp {
+
+// Per-table counts of what ordered table walks did, for the agent's status and for tests
+// that check a request took the short path.
+class TableCounters {
+ public:
+  enum Kind : uint8_t {
+    walkEnd,     // a walk ran off the end of the table
+    hintMatch,   // the hint named an existing row: the walk started there
+    hintMiss,    // the hint named no row
+    hintBad,     // the hint could not be read (type, range, too few components)
+    hintNone,    // no hint: the walk started at the first row
+    walkResync,  // the table changed during a walk, which continued after the current row
+    kindCount,
+  };
+  using Counts = std::array<uint64_t, kindCount>;
+
+  static void orderedIterCntrsInc(std::string_view table, Kind kind);
+  static uint64_t orderedIterCntr(std::string_view table, Kind kind);
+  // All tables' counts, by table name.
+  static const std::map<std::string, Counts, std::less<>>& orderedIterCntrs();
+  static void orderedIterCntrsClear();
+
+  static std::string_view kindName(Kind kind);
+};
+
+}  // namespace Snmp

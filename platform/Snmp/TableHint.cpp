@@ -1,0 +1,187 @@
+#include "platform/Snmp/TableHint.h"
+
+#include <algorithm>
+
+namespace Snmp {
+
+namespace {
+
+// The hint of the handler call in progress. Calls nest only through unrelated registrations
+// (a handler that issues requests itself), so each call saves and restores the outer one.
+struct HintSlot {
+  // What the stock iterator puts into *loop_context on its first pass (the first request's
+  // table_info): a get_first call that sees anything else is not the first pass.
+  const void* firstPassContext = nullptr;
+  netsnmp_variable_list* indexes = nullptr;
+  bool taken = false;
+  // GET / SET_RESERVE1: the largest requested index. No row after it can match, so the walk
+  // ends there instead of at the end of the table (the iterator only stops early once every
+  // request has matched, which never happens when one names a missing row).
+  Netsnmp_Next_Data_Point* getNext = nullptr;
+  oid lastIndex[MAX_OID_LEN];
+  size_t lastIndexLen = 0;
+};
+
+thread_local HintSlot* currentSlot = nullptr;
+
+// The largest index among the unprocessed requests of an exact-match batch; false when none.
+bool lastRequestedIndex(netsnmp_request_info* requests, oid* out, size_t& outLen) {
+  const netsnmp_table_request_info* last = nullptr;
+  for (netsnmp_request_info* r = requests; r; r = r->next) {
+    if (r->processed) continue;
+    const netsnmp_table_request_info* info = netsnmp_extract_table_info(r);
+    if (!info) continue;
+    if (!last || snmp_oid_compare(info->index_oid, info->index_oid_len, last->index_oid,
+                                  last->index_oid_len) > 0) {
+      last = info;
+    }
+  }
+  if (!last) return false;
+  std::copy(last->index_oid, last->index_oid + last->index_oid_len, out);
+  outLen = last->index_oid_len;
+  return true;
+}
+
+// Stands in for the table's get_next_data_point during an exact-match batch: `vars` still
+// holds the row just visited, and once that row is at or past the last requested index the
+// walk is over.
+netsnmp_variable_list* boundedGetNext(void** loopContext, void** dataContext,
+                                      netsnmp_variable_list* vars, netsnmp_iterator_info* iinfo) {
+  HintSlot* slot = currentSlot;
+  if (vars) {
+    oid row[MAX_OID_LEN];
+    size_t rowLen = 0;
+    if (build_oid_noalloc(row, MAX_OID_LEN, &rowLen, nullptr, 0, vars) == SNMPERR_SUCCESS &&
+        snmp_oid_compare(row, rowLen, slot->lastIndex, slot->lastIndexLen) >= 0) {
+      *dataContext = nullptr;
+      return nullptr;
+    }
+  }
+  return slot->getNext(loopContext, dataContext, vars, iinfo);
+}
+
+bool hintedMode(int mode) {
+  return mode == MODE_GET || mode == MODE_GETNEXT
+#ifndef NETSNMP_NO_WRITE_SUPPORT
+         || mode == MODE_SET_RESERVE1
+#endif
+      ;
+}
+
+int tableHintHandler(netsnmp_mib_handler* handler, netsnmp_handler_registration* reginfo,
+                     netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
+  HintSlot slot;
+  auto* iinfo = static_cast<netsnmp_iterator_info*>(handler->myvoid);
+  if (reqinfo && iinfo && iinfo->table_reginfo && hintedMode(reqinfo->mode)) {
+    // Mirrors the iterator's choice of the pointer it passes as the first-pass hint.
+    for (netsnmp_request_info* r = requests; r; r = r->next) {
+      if (netsnmp_table_request_info* info = netsnmp_extract_table_info(r)) {
+        slot.firstPassContext = info;
+        break;
+      }
+    }
+    slot.indexes = batchHintIndexes(requests, reqinfo->mode, *iinfo->table_reginfo);
+    if (reqinfo->mode != MODE_GETNEXT && iinfo->get_next_data_point &&
+        lastRequestedIndex(requests, slot.lastIndex, slot.lastIndexLen)) {
+      slot.getNext = iinfo->get_next_data_point;
+      iinfo->get_next_data_point = boundedGetNext;
+    }
+  }
+  HintSlot* outer = currentSlot;
+  currentSlot = &slot;
+  const int rc = netsnmp_call_next_handler(handler, reginfo, reqinfo, requests);
+  currentSlot = outer;
+  if (slot.getNext) iinfo->get_next_data_point = slot.getNext;
+  if (slot.indexes) snmp_free_varbind(slot.indexes);
+  return rc;
+}
+
+}  // namespace
+
+TableHint tableHint(const void* loopContext) {
+  HintSlot* slot = currentSlot;
+  if (!slot || slot->taken) return {};
+  slot->taken = true;
+  if (!slot->indexes || loopContext != slot->firstPassContext) return {};
+  return {1, slot->indexes};
+}
+
+netsnmp_variable_list* batchHintIndexes(netsnmp_request_info* requests, int mode,
+                                        const netsnmp_table_registration_info& table) {
+  const netsnmp_table_request_info* best = nullptr;
+  for (netsnmp_request_info* r = requests; r; r = r->next) {
+    if (r->processed) continue;
+    const netsnmp_table_request_info* info = netsnmp_extract_table_info(r);
+    if (!info) continue;
+    if (mode == MODE_GETNEXT && info->colnum > table.max_column) continue;
+    if (!best || snmp_oid_compare(info->index_oid, info->index_oid_len, best->index_oid,
+                                  best->index_oid_len) < 0) {
+      best = info;
+    }
+  }
+  if (!best || best->index_oid_len == 0 || !table.indexes) return nullptr;
+
+  netsnmp_variable_list* vars = snmp_clone_varbind(table.indexes);
+  if (!vars) return nullptr;
+  // Parsed from the index OID, not taken from info->indexes: the table helper leaves those
+  // half-filled for a partial index. Sub-identifiers past the last index are ignored (a GETNEXT
+  // may carry them); the row they extend is still a valid lower bound.
+  oid buf[MAX_OID_LEN];
+  size_t left = best->index_oid_len;
+  std::copy(best->index_oid, best->index_oid + left, buf);
+  oid* cursor = buf;
+  for (netsnmp_variable_list* v = vars; v; v = v->next_variable) {
+    if (parse_one_oid_index(&cursor, &left, v, 0) != SNMPERR_SUCCESS) {
+      snmp_free_varbind(vars);
+      return nullptr;
+    }
+  }
+  // The parser masks oversized sub-identifiers, which can only lower a value; still, a hint
+  // that sorted after its request would skip the answer, so check the round trip.
+  oid rebuilt[MAX_OID_LEN];
+  size_t rebuiltLen = 0;
+  if (build_oid_noalloc(rebuilt, MAX_OID_LEN, &rebuiltLen, nullptr, 0, vars) != SNMPERR_SUCCESS ||
+      snmp_oid_compare(rebuilt, rebuiltLen, best->index_oid, best->index_oid_len) > 0) {
+    snmp_free_varbind(vars);
+    return nullptr;
+  }
+  return vars;
+}
+
+int registerTableIteratorWithHint(netsnmp_handler_registration* reginfo,
+                                  netsnmp_iterator_info* iinfo, bool serialize) {
+  if (!reginfo) return SNMP_ERR_GENERR;
+  if (!iinfo || !iinfo->table_reginfo) {
+    netsnmp_handler_registration_free(reginfo);
+    return SNMP_ERR_GENERR;
+  }
+  iinfo->flags |= NETSNMP_ITERATOR_FLAG_SORTED;
+
+  // Each inject prepends, so inject bottom-up: iterator, hint, serialize; the table and
+  // bulk_to_next handlers go on top inside netsnmp_register_table.
+  netsnmp_mib_handler* chain[3] = {netsnmp_get_table_iterator_handler(iinfo),
+                                   netsnmp_create_handler(kTableHintHandlerName, tableHintHandler),
+                                   serialize ? netsnmp_get_serialize_handler() : nullptr};
+  if (chain[1]) chain[1]->myvoid = iinfo;
+  for (size_t i = 0; i < 3; ++i) {
+    if (i == 2 && !serialize) break;
+    if (!chain[i] || netsnmp_inject_handler(reginfo, chain[i]) != SNMPERR_SUCCESS) {
+      snmp_log(LOG_ERR, "could not build the hinted iterator chain for %s\n",
+               reginfo->handlerName ? reginfo->handlerName : "?");
+      for (size_t j = i; j < 3; ++j) {
+        if (chain[j]) netsnmp_handler_free(chain[j]);
+      }
+      netsnmp_handler_registration_free(reginfo);
+      return SNMP_ERR_GENERR;
+    }
+  }
+#ifndef NETSNMP_FEATURE_REMOVE_STASH_CACHE
+  reginfo->modes |= HANDLER_CAN_STASH;
+#endif
+  if (!iinfo->indexes && iinfo->table_reginfo->indexes) {
+    iinfo->indexes = snmp_clone_varbind(iinfo->table_reginfo->indexes);
+  }
+  return netsnmp_register_table(reginfo, iinfo->table_reginfo);
+}
+
+}  // namespace Snmp
