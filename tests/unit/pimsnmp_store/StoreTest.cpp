@@ -1,0 +1,226 @@
+// PimMib table semantics: create-or-get, immutable inputs, deletion, order, notification.
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "PimSnmp/PimSnmp/Index.h"
+#include "PimSnmp/PimSnmp/PimMib.h"
+#include "platform/Ent/Dir.h"
+#include "platform/Ent/Error.h"
+#include "platform/IntfSnmp/IfMib.h"
+#include "platform/Routing/Multicast/Fib/Config.h"
+#include "platform/Routing/Pim/RpCandidate.h"
+#include "tests/unit/pimsnmp_store/StoreTestUtil.h"
+
+namespace {
+
+using namespace Routing::Pim::Snmp;
+using namespace PimSnmpStoreTest;
+using Lanet::AddressFamily;
+using Lanet::IntfId;
+using Routing::Pim::RouteKey;
+
+class StoreTest : public ::testing::Test {
+ protected:
+  Ent::Ptr<PimMib> mib = pimMibFactory("red");
+  Ent::Ptr<IntfSnmp::IfMib> ifMib = Ent::make<IntfSnmp::IfMib>();
+};
+
+TEST_F(StoreTest, CreatedEmptyAndNamedByVrf) {
+  EXPECT_EQ(mib->name(), "red");
+  EXPECT_EQ(mib->typeName(), "Routing::Pim::Snmp::PimMib");
+  EXPECT_TRUE(mib->hasNotificationActive());
+  EXPECT_TRUE(mib->pimInterfaceTable().empty());
+  EXPECT_TRUE(mib->ipMcastInterfaceTable().empty());
+  EXPECT_EQ(mib->ipMRouteTables(), 0u);
+  EXPECT_EQ(mib->ipMcastRouteTables(), 0u);
+  EXPECT_FALSE(mib->ipMcastEnabled()) << "no multicast-FIB configuration";
+}
+
+TEST_F(StoreTest, IsReturnsTheExistingRowForTheSameInputs) {
+  ChangeLog<PimIpMrouteEntryIndex> log(mib, PimMib::attrIpMRouteTable);
+  auto r = route(sg("10.1.1.1", "239.1.1.1"));
+  const auto index = pimIpMrouteEntryIndexFromRouteKey(r->key());
+  auto first = mib->ipMRouteTableIs(r, ifMib, index);
+  auto second = mib->ipMRouteTableIs(r, ifMib, index);
+  EXPECT_EQ(first, second);
+  EXPECT_EQ(mib->ipMRouteTables(), 1u);
+  EXPECT_EQ(mib->ipMRouteTable(index), first);
+  EXPECT_EQ(log.keys, std::vector<PimIpMrouteEntryIndex>{index}) << "one insert, one change";
+  EXPECT_EQ(first->pimMib(), mib.get());
+}
+
+TEST_F(StoreTest, IsWithOtherInputsThrowsAndKeepsTheRow) {
+  auto r = route(sg("10.1.1.1", "239.1.1.1"));
+  const auto mcastIndex = IpMcastRouteEntryIndex::fromRouteKey(r->key());
+  auto row = mib->ipMcastRouteTableIs(r, ifMib, mcastIndex);
+  EXPECT_THROW(mib->ipMcastRouteTableIs(route(r->key()), ifMib, mcastIndex), Ent::Error);
+  EXPECT_THROW(mib->ipMcastRouteTableIs(r, Ent::make<IntfSnmp::IfMib>(), mcastIndex), Ent::Error);
+  EXPECT_EQ(mib->ipMcastRouteTable(mcastIndex), row);
+
+  const auto hop = IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(r->key(), 3);
+  auto forwarding = mib->ipMcastRouteNextHopTableIs(nhStateForwarding, hop);
+  EXPECT_THROW(mib->ipMcastRouteNextHopTableIs(nhStatePruned, hop), Ent::Error);
+  EXPECT_EQ(mib->ipMcastRouteNextHopTable(hop)->state(), nhStateForwarding);
+
+  // Changing the state means replacing the row.
+  mib->ipMcastRouteNextHopTableDel(hop);
+  EXPECT_EQ(mib->ipMcastRouteNextHopTableIs(nhStatePruned, hop)->state(), nhStatePruned);
+
+  auto rp = Ent::make<Routing::Pim::RpCandidate>(v4("3.3.3.3"));
+  const PimRPSetEntryIndex rpIndex(1, v4("224.0.0.0"), maskFromLength(4), rp->address());
+  mib->pimRPSetTableIs(rpIndex, Routing::Pim::rpTypeBsr, rp);
+  EXPECT_THROW(mib->pimRPSetTableIs(rpIndex, Routing::Pim::rpTypeStatic, rp), Ent::Error);
+  EXPECT_NO_THROW(mib->pimRPSetTableIs(rpIndex, Routing::Pim::rpTypeBsr, rp));
+}
+
+TEST_F(StoreTest, DelOfAbsentKeyChangesNothing) {
+  mib->ipMRouteInterfaceTableIs(5);
+  ChangeLog<int32_t> log(mib, PimMib::attrIpMRouteInterfaceTable);
+  const uint64_t version = mib->ipMRouteInterfaceTable().version();
+  EXPECT_EQ(mib->ipMRouteInterfaceTableDel(6), nullptr);
+  EXPECT_EQ(mib->ipMRouteInterfaceTable().size(), 1u);
+  EXPECT_EQ(mib->ipMRouteInterfaceTable().version(), version);
+  EXPECT_EQ(log.all, 0);
+}
+
+TEST_F(StoreTest, DelReturnsTheRowAndNotifiesWithItsKey) {
+  auto kept = mib->pimComponentTableIs(1, nullptr, nullptr);
+  ChangeLog<int32_t> log(mib, PimMib::attrPimComponentTable);
+  const uint64_t version = mib->pimComponentTable().version();
+  EXPECT_EQ(mib->pimComponentTableDel(1), kept);
+  EXPECT_EQ(mib->pimComponentTable(1), nullptr);
+  EXPECT_EQ(log.keys, std::vector<int32_t>{1});
+  EXPECT_GT(mib->pimComponentTable().version(), version);
+}
+
+TEST_F(StoreTest, DelByIteratorAndDelAll) {
+  for (int32_t i : {3, 1, 2}) mib->pimInterfaceTableIs(i, nullptr, nullptr);
+  ChangeLog<int32_t> log(mib, PimMib::attrPimInterfaceTable);
+  auto removed = mib->pimInterfaceTableDel(mib->pimInterfaceTable().begin());
+  EXPECT_EQ(removed->ifIndex(), 1);
+  mib->pimInterfaceTableDelAll();
+  EXPECT_TRUE(mib->pimInterfaceTable().empty());
+  EXPECT_EQ(log.keys, (std::vector<int32_t>{1, 2, 3}));
+}
+
+TEST_F(StoreTest, TablesIterateInIndexOrder) {
+  for (const char* a : {"10.0.0.9", "10.0.0.10", "9.255.255.255"}) {
+    mib->pimNeighborTableIs(v4(a), nullptr);
+  }
+  std::vector<Lanet::IpGenAddr> neighbors;
+  for (const auto& e : mib->pimNeighborTable()) neighbors.push_back(e->address());
+  EXPECT_EQ(neighbors, (std::vector{v4("9.255.255.255"), v4("10.0.0.9"), v4("10.0.0.10")}));
+
+  // Next hops that differ only in ifIndex order by its signed value.
+  const RouteKey key = sg("10.1.1.1", "239.1.1.1");
+  for (int ifIndex : {1, -1}) {
+    mib->ipMcastRouteNextHopTableIs(
+        nhStatePruned, IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(key, ifIndex));
+  }
+  EXPECT_EQ((*mib->ipMcastRouteNextHopTable().begin())->index().ifIndex, -1);
+
+  // RP-set rows that differ only in the RP address are distinct and ordered by it.
+  for (const char* rp : {"5.5.5.5", "4.4.4.4"}) {
+    mib->pimRPSetTableIs({1, v4("224.0.0.0"), maskFromLength(4), v4(rp)},
+                         Routing::Pim::rpTypeStatic, nullptr);
+  }
+  ASSERT_EQ(mib->pimRPSetTable().size(), 2u);
+  EXPECT_EQ((*mib->pimRPSetTable().begin())->index().rpAddr, v4("4.4.4.4"));
+  EXPECT_EQ(mib->pimRPSetTable().findNext((*mib->pimRPSetTable().begin())->key())->index().rpAddr,
+            v4("5.5.5.5"));
+}
+
+TEST_F(StoreTest, RouteKeysOfStarGAndSourceGroupRows) {
+  const RouteKey starG = RouteKey::starG(v4("239.1.1.1"));
+  const RouteKey sgKey = sg("10.1.1.1", "239.1.1.1");
+  const RouteKey sg6{*Lanet::IpGenAddr::parse("2001:db8::1"), *Lanet::IpGenAddr::parse("ff3e::1")};
+  for (const RouteKey& k : {sgKey, starG}) {
+    mib->ipMRouteTableIs(route(k), ifMib, pimIpMrouteEntryIndexFromRouteKey(k));
+    mib->ipMcastRouteTableIs(route(k), ifMib, IpMcastRouteEntryIndex::fromRouteKey(k));
+  }
+  mib->ipMcastRouteTableIs(route(sg6), ifMib, IpMcastRouteEntryIndex::fromRouteKey(sg6));
+
+  std::vector<uint32_t> masks;
+  for (const auto& e : mib->ipMRouteTable()) masks.push_back(e->index().sMask);
+  EXPECT_EQ(masks, (std::vector<uint32_t>{0, 0xFFFFFFFF})) << "(*,G) first: source 0.0.0.0";
+
+  std::vector<uint32_t> sourceLengths;
+  for (const auto& e : mib->ipMcastRouteTable()) sourceLengths.push_back(e->index().sourceLength);
+  EXPECT_EQ(sourceLengths, (std::vector<uint32_t>{0, 32, 128}));
+  EXPECT_EQ(pimIpMrouteEntryIndexFromRouteKey(sg6).sMask, 0xFFFFFFFFu);
+}
+
+TEST_F(StoreTest, NextHopIndexSetOfAMcastRoute) {
+  const RouteKey key = sg("10.1.1.1", "239.1.1.1");
+  auto row = mib->ipMcastRouteTableIs(route(key), ifMib, IpMcastRouteEntryIndex::fromRouteKey(key));
+  const NextHopEntryIndexWithIntfId a(IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(key, 7),
+                                      IntfId("Ethernet7"));
+  const NextHopEntryIndexWithIntfId b(IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(key, 2),
+                                      IntfId("Ethernet2"));
+  EXPECT_TRUE(row->nextHopIndexIs(a));
+  EXPECT_TRUE(row->nextHopIndexIs(b));
+  EXPECT_FALSE(row->nextHopIndexIs(a)) << "a set";
+  EXPECT_TRUE(row->nextHopIndexHas(a));
+
+  std::vector<NextHopEntryIndexWithIntfId> members(row->nextHopIndex().begin(),
+                                                   row->nextHopIndex().end());
+  EXPECT_EQ(members, (std::vector{b, a})) << "members come back whole, in order";
+  EXPECT_EQ(row->nextHopIndexCopy(), members);
+
+  const RouteKey other = sg("10.1.1.2", "239.1.1.1");
+  const NextHopEntryIndexWithIntfId foreign(
+      IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(other, 7), IntfId("Ethernet7"));
+  EXPECT_THROW(row->nextHopIndexIs(foreign), Ent::Error);
+  EXPECT_FALSE(row->nextHopIndexHas(foreign));
+  EXPECT_FALSE(row->nextHopIndexDel(foreign));
+
+  EXPECT_TRUE(row->nextHopIndexDel(b));
+  EXPECT_FALSE(row->nextHopIndexDel(b));
+  EXPECT_EQ(row->nextHopIndex().size(), 1u);
+  row->nextHopIndexDelAll();
+  EXPECT_TRUE(row->nextHopIndex().empty());
+
+  // Removing the route leaves its next-hop set for the writer to act on.
+  ASSERT_TRUE(row->nextHopIndexIs(a));
+  auto removed = mib->ipMcastRouteTableDel(row->key());
+  EXPECT_TRUE(removed->nextHopIndexHas(a));
+}
+
+TEST_F(StoreTest, IpMcastEnabledWhenAnyFamilyRoutes) {
+  ChangeLog<AddressFamily> log(mib, PimMib::attrMfibConfig);
+  auto v4Config = Ent::make<Routing::Multicast::Fib::Config>("red");
+  auto v6Config = Ent::make<Routing::Multicast::Fib::Config>("red");
+  mib->mfibConfigIs(AddressFamily::ipv4, v4Config);
+  mib->mfibConfigIs(AddressFamily::ipv4, v4Config);
+  EXPECT_EQ(log.keys, std::vector{AddressFamily::ipv4}) << "storing the same config is silent";
+  mib->mfibConfigIs(AddressFamily::ipv6, v6Config);
+  EXPECT_FALSE(mib->ipMcastEnabled());
+  v6Config->routingIs(true);
+  EXPECT_TRUE(mib->ipMcastEnabled());
+  mib->mfibConfigIs(AddressFamily::ipv6, nullptr);
+  EXPECT_EQ(mib->mfibConfig(AddressFamily::ipv6), nullptr);
+  EXPECT_FALSE(mib->ipMcastEnabled());
+  mib->mfibConfigDelAll();
+  EXPECT_TRUE(mib->mfibConfig().empty());
+}
+
+TEST_F(StoreTest, RowsOutlivingTheStoreLoseTheirBackPointer) {
+  auto r = route(sg("10.1.1.1", "239.1.1.1"));
+  auto row = mib->ipMcastRouteTableIs(r, ifMib, IpMcastRouteEntryIndex::fromRouteKey(r->key()));
+  mib.reset();
+  EXPECT_EQ(row->pimMib(), nullptr);
+  EXPECT_EQ(row->pkts(), 0u);
+}
+
+TEST_F(StoreTest, FoundInAStateDirectoryByVrfName) {
+  auto root = Ent::make<Ent::Dir>("root");
+  auto dir = root->mkdirs("snmp/pim/snmpPimMIB");
+  dir->entityIs(PimMibIs("a/b"));
+  auto found = root->lookupAs<PimMib>("snmp/pim/snmpPimMIB/" + Ent::urlQuote("a/b"));
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(found->name(), "a/b");
+}
+
+}  // namespace
