@@ -12,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/Plat/AgentLoopClock.h"
 #include "platform/Snmp/TrapManager.h"
 #include "platform/SnmpUtil/SnmpUtil.h"
 #include "platform/Trace/Trace.h"
@@ -129,6 +130,7 @@ bool AgentHost::init(const std::function<void()>& beforeSnmpInit) {
     return false;
   }
   TrapManager::instance().attachToAgentLoop();
+  Plat::attachClockToAgentLoop();
   SnmpUtil::getSnmpStatus()->initializedIs(true);
   TRACE2("agent {} up as {} ({})", options_.appName, master ? "master" : "subagent",
          master ? options_.listen : options_.agentxSocket);
@@ -156,6 +158,7 @@ void AgentHost::shutdown() {
   SnmpUtil::getSnmpStatus()->initializedIs(false);
   TrapManager& traps = TrapManager::instance();
   traps.detachFromAgentLoop();
+  Plat::detachClockFromAgentLoop();
   traps.clear();
   const bool master = options_.role == AgentHostOptions::Role::master;
   snmp_shutdown(options_.appName.c_str());

@@ -42,7 +42,8 @@ class AgentHost {
   // Initialises the library; `beforeSnmpInit` runs after init_agent and before init_snmp (the
   // place for registrations that must exist when the configuration is read). A master then
   // opens its listening addresses; a subagent connects (and keeps retrying if the master is
-  // not there). Attaches the TrapManager to the loop and sets Snmp::Status `initialized`.
+  // not there). Attaches the TrapManager and the process clock's timers (Plat::Timer) to the
+  // loop and sets Snmp::Status `initialized`.
   // Returns false with error() set on failure, leaving the library shut down.
   bool init(const std::function<void()>& beforeSnmpInit = {});
 
