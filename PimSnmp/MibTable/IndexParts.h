@@ -1,0 +1,211 @@
+#pragma once
+
+// Builders of IndexPart descriptors, one per kind of index component. `Member` names the
+// component inside the table's index type (a pointer to data member), or is nullptr for a
+// table whose whole index is the component (an int32_t ifIndex, an IpGenAddr).
+
+#include <arpa/inet.h>
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <type_traits>
+
+#include <fmt/format.h>
+
+#include "PimSnmp/MibTable/TableDef.h"
+#include "platform/Lanet/IpGenAddr.h"
+#include "platform/Snmp/Converters.h"
+#include "platform/Snmp/HintReaders.h"
+#include "platform/Snmp/InetAddress.h"
+#include "platform/Snmp/InetVersion.h"
+
+namespace Routing::Pim::Snmp {
+
+namespace detail {
+
+template <auto Member, class Index>
+auto& field(Index& index) {
+  if constexpr (std::is_null_pointer_v<decltype(Member)>) {
+    return index;
+  } else {
+    return index.*Member;
+  }
+}
+
+template <auto Member, class Index>
+const auto& field(const Index& index) {
+  if constexpr (std::is_null_pointer_v<decltype(Member)>) {
+    return index;
+  } else {
+    return index.*Member;
+  }
+}
+
+// net-snmp's build_oid (which the iterator uses to turn a row's index varbinds into the OID
+// it compares and returns) reads an IpAddress index value as a host-order integer, while its
+// index parser hands hints over as network-order octets. So hints are read as octets, and
+// rows are written as the host-order integer that build_oid turns back into those octets.
+inline int ipAddressIndexValue(uint32_t hostOrder, uint8_t* buf, size_t capacity) {
+  if (!buf || capacity < sizeof(hostOrder)) return ::Snmp::kConvertFailed;
+  std::memcpy(buf, &hostOrder, sizeof(hostOrder));
+  return sizeof(hostOrder);
+}
+
+inline std::string dotted(const uint8_t* b) {
+  return fmt::format("{}.{}.{}.{}", b[0], b[1], b[2], b[3]);
+}
+
+}  // namespace detail
+
+// INTEGER index held as int32_t.
+template <class Index, auto Member = nullptr>
+IndexPart<Index> s32Index(const char* name, const char* traceName) {
+  return {name,
+          traceName,
+          ASN_INTEGER,
+          [](const netsnmp_variable_list& v, Index& i) {
+            return ::Snmp::AsnIntegerToS32(v, detail::field<Member>(i));
+          },
+          [](const Index& i, uint8_t* buf, size_t capacity) {
+            return ::Snmp::S32ToAsnInteger(detail::field<Member>(i), buf, capacity);
+          },
+          [](const Index& i) { return std::to_string(detail::field<Member>(i)); }};
+}
+
+// INTEGER index held as uint32_t (pimRPSetComponent): 0..2^31-1 on the wire.
+template <class Index, auto Member>
+IndexPart<Index> nonNegativeIntegerIndex(const char* name, const char* traceName) {
+  return {name,
+          traceName,
+          ASN_INTEGER,
+          [](const netsnmp_variable_list& v, Index& i) {
+            int32_t value = 0;
+            if (!::Snmp::AsnIntegerToS32(v, value) || value < 0) return false;
+            detail::field<Member>(i) = static_cast<uint32_t>(value);
+            return true;
+          },
+          [](const Index& i, uint8_t* buf, size_t capacity) {
+            const uint32_t value = detail::field<Member>(i);
+            if (value > static_cast<uint32_t>(std::numeric_limits<int32_t>::max())) {
+              return ::Snmp::kConvertFailed;
+            }
+            return ::Snmp::S32ToAsnInteger(static_cast<int32_t>(value), buf, capacity);
+          },
+          [](const Index& i) { return std::to_string(detail::field<Member>(i)); }};
+}
+
+// Unsigned32 index (prefix lengths).
+template <class Index, auto Member>
+IndexPart<Index> unsignedIndex(const char* name, const char* traceName) {
+  return {name,
+          traceName,
+          ASN_UNSIGNED,
+          [](const netsnmp_variable_list& v, Index& i) {
+            return ::Snmp::AsnUnsignedToU32(v, detail::field<Member>(i));
+          },
+          [](const Index& i, uint8_t* buf, size_t capacity) {
+            return ::Snmp::U32ToAsnUnsigned(detail::field<Member>(i), buf, capacity);
+          },
+          [](const Index& i) { return std::to_string(detail::field<Member>(i)); }};
+}
+
+// IpAddress index held as a Lanet::IpGenAddr (IPv4 rows only).
+template <class Index, auto Member = nullptr>
+IndexPart<Index> ipAddressIndex(const char* name, const char* traceName) {
+  return {name,
+          traceName,
+          ASN_IPADDRESS,
+          [](const netsnmp_variable_list& v, Index& i) {
+            return ::Snmp::AsnIpAddressToLanetIpGenAddr(v, detail::field<Member>(i));
+          },
+          [](const Index& i, uint8_t* buf, size_t capacity) {
+            const Lanet::IpGenAddr& a = detail::field<Member>(i);
+            if (!a.isV4()) return ::Snmp::kConvertFailed;
+            return detail::ipAddressIndexValue(a.v4().value(), buf, capacity);
+          },
+          [](const Index& i) { return detail::field<Member>(i).toString(); }};
+}
+
+// IpAddress index held as a mask in network byte order (its octets are its bytes in memory).
+template <class Index, auto Member>
+IndexPart<Index> maskIndex(const char* name, const char* traceName) {
+  return {name,
+          traceName,
+          ASN_IPADDRESS,
+          [](const netsnmp_variable_list& v, Index& i) {
+            Lanet::IpGenAddr octets;
+            if (!::Snmp::AsnIpAddressToLanetIpGenAddr(v, octets)) return false;
+            std::memcpy(&detail::field<Member>(i), octets.bytes().data(), sizeof(uint32_t));
+            return true;
+          },
+          [](const Index& i, uint8_t* buf, size_t capacity) {
+            return detail::ipAddressIndexValue(ntohl(detail::field<Member>(i)), buf, capacity);
+          },
+          [](const Index& i) {
+            uint8_t b[4];
+            std::memcpy(b, &detail::field<Member>(i), sizeof b);
+            return detail::dotted(b);
+          }};
+}
+
+// InetVersion index (ipMcastInterfaceIPVersion).
+template <class Index, auto Member>
+IndexPart<Index> ipVersionIndex(const char* name, const char* traceName) {
+  return {name,
+          traceName,
+          ASN_INTEGER,
+          [](const netsnmp_variable_list& v, Index& i) {
+            return ::Snmp::AsnIntegerToIpVersion(v, detail::field<Member>(i));
+          },
+          [](const Index& i, uint8_t* buf, size_t capacity) {
+            return ::Snmp::S32ToAsnInteger(static_cast<int32_t>(detail::field<Member>(i)), buf,
+                                           capacity);
+          },
+          [](const Index& i) { return std::string(::Snmp::toString(detail::field<Member>(i))); }};
+}
+
+// The InetAddressType half of an InetAddress index pair; `Member` is the InetAddress. The
+// type is kept in the address until its octets arrive with the next component.
+template <class Index, auto Member>
+IndexPart<Index> inetAddressTypeIndex(const char* name, const char* traceName) {
+  return {name,
+          traceName,
+          ASN_INTEGER,
+          [](const netsnmp_variable_list& v, Index& i) {
+            ::Snmp::InetAddressType type{};
+            if (!::Snmp::AsnIntegerToInetAddressType(v, type)) return false;
+            detail::field<Member>(i) = ::Snmp::InetAddress(type, {});
+            return true;
+          },
+          [](const Index& i, uint8_t* buf, size_t capacity) {
+            return ::Snmp::S32ToAsnInteger(static_cast<int32_t>(detail::field<Member>(i).type()),
+                                           buf, capacity);
+          },
+          [](const Index& i) {
+            return std::string(::Snmp::toString(detail::field<Member>(i).type()));
+          }};
+}
+
+// The InetAddress half: its octets, under the type read just before. The InetAddress
+// constructor throws for more octets than any address type has.
+template <class Index, auto Member>
+IndexPart<Index> inetAddressIndex(const char* name, const char* traceName) {
+  return {name,
+          traceName,
+          ASN_OCTET_STR,
+          [](const netsnmp_variable_list& v, Index& i) {
+            ::Snmp::Bytes octets;
+            if (!::Snmp::AsnOctetStringToSnmpBytes(v, octets)) return false;
+            auto& addr = detail::field<Member>(i);
+            addr = ::Snmp::InetAddress(addr.type(), octets);
+            return true;
+          },
+          [](const Index& i, uint8_t* buf, size_t capacity) {
+            return ::Snmp::BytesToAsnOctetString(detail::field<Member>(i).octets(), buf, capacity);
+          },
+          [](const Index& i) { return detail::field<Member>(i).toString(); }};
+}
+
+}  // namespace Routing::Pim::Snmp

@@ -1,0 +1,406 @@
+#include "PimSnmp/PimSnmpAgent/MrouteSm.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "platform/Ent/Error.h"
+#include "platform/Routing/Pim/RouteKeyConversion.h"
+#include "platform/Trace/Trace.h"
+
+DEFAULT_TRACE_HANDLE("PimSnmpAgent")
+
+namespace Routing::Pim::SnmpAgent {
+
+using Snmp::IpMcastRouteEntry;
+using Snmp::IpMcastRouteEntryIndex;
+
+MrouteSm::MrouteSm(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
+                   Ent::Ptr<const IntfSnmp::IfMib> ifMib,
+                   Ent::Ptr<const SparseMode::Status> routeStatus,
+                   Ent::Ptr<const FibStatus> mfibShtabStatus)
+    : Ent::Entity("mrouteSm"),
+      af_(af),
+      pimMib_(std::move(pimMib)),
+      ifMib_(std::move(ifMib)),
+      routeStatus_(this, std::move(routeStatus)),
+      mfibShtabStatus_(this, std::move(mfibShtabStatus)),
+      reviewBookmark_(
+          RouteKey{Lanet::IpGenAddr::unspecified(af), Lanet::IpGenAddr::unspecified(af)}),
+      reviewedRoute_(this, attrReviewedRoute),
+      intfIdToOifIndex_(this, attrIntfIdToOifIndex),
+      oifIndexToIntfId_(this, attrOifIndexToIntfId) {
+  if (!pimMib_ || !routeStatus() || !mfibShtabStatus()) {
+    throw Ent::NullArgument("MrouteSm: needs a store, a sparse-mode status and a FIB status");
+  }
+  // Routes present now raise no event: follow them here so that the review can walk them and
+  // their later changes are seen.
+  for (const auto& r : routeStatus()->route()) routeIs(r);
+  // The OIF map is only followed incrementally from here on; start from its full contents.
+  handleOifIndexIntf();
+}
+
+MrouteSm::~MrouteSm() {
+  // Rows stay in the store; only the followers go, and none of them may act meanwhile.
+  isDeletingIs(true);
+  clock_.reset();
+  reviewTimer_.reset();
+  timer_.reset();
+  routeDelAll();
+  routeStatus_.notifierIs(nullptr);
+  mfibShtabStatus_.notifierIs(nullptr);
+}
+
+// ---- reactors
+
+void MrouteSm::RxRouteStatus::onChange(const Ent::Change& change) {
+  if (owner_->isDeleting() || change.attr != SparseMode::Status::attrRoute || !change.key) return;
+  const RouteKey key = change.keyAs<RouteKey>();
+  owner_->handleMroute(key);
+  if (Ent::Ptr<const SparseMode::Route> route = notifier()->route(key)) {
+    owner_->routeIs(std::move(route));
+  } else {
+    owner_->routeDel(key);
+  }
+}
+
+void MrouteSm::RxMfibShtabStatus::onChange(const Ent::Change& change) {
+  if (owner_->isDeleting() || !change.key) return;
+  switch (change.attr) {
+    case FibStatus::attrRoute:
+      owner_->handleMfibRoute(change.keyAs<MfibRouteKey>());
+      break;
+    case FibStatus::attrOifIndexIntf:
+      owner_->handleOifIndexIntf(change.keyAs<OifIndex>());
+      break;
+    default:
+      break;
+  }
+}
+
+MrouteSm::RxRoute::RxRoute(MrouteSm* owner, Ent::Ptr<const SparseMode::Route> route)
+    : ReactorOf(route), owner_(owner) {
+  routeIntf_.reserve(route->routeIntf().size());
+  // The route's collection iterates in interface order, so the vector comes out sorted.
+  for (const auto& intf : route->routeIntf()) {
+    routeIntf_.push_back(std::make_unique<RxRouteIntf>(this, intf));
+  }
+}
+
+void MrouteSm::RxRoute::onChange(const Ent::Change& change) {
+  if (owner_->isDeleting()) return;
+  switch (change.attr) {
+    case SparseMode::Route::attrRouteIntf: {
+      if (!change.key) return;
+      const Lanet::IntfId intfId = change.keyAs<Lanet::IntfId>();
+      routeIntfSync(intfId);
+      handleRouteIntf(intfId);
+      break;
+    }
+    case SparseMode::Route::attrUpstreamInfo:
+      owner_->handleRouteUpstream(key());
+      break;
+    default:
+      break;
+  }
+}
+
+namespace {
+
+template <class Vec>
+auto intfLowerBound(Vec& v, const Lanet::IntfId& intfId) {
+  return std::lower_bound(v.begin(), v.end(), intfId, [](const auto& rx, const Lanet::IntfId& id) {
+    return rx->intfId() < id;
+  });
+}
+
+}  // namespace
+
+const MrouteSm::RxRouteIntf* MrouteSm::RxRoute::routeIntf(const Lanet::IntfId& intfId) const {
+  auto it = intfLowerBound(routeIntf_, intfId);
+  return it != routeIntf_.end() && (*it)->intfId() == intfId ? it->get() : nullptr;
+}
+
+void MrouteSm::RxRoute::routeIntfSync(const Lanet::IntfId& intfId) {
+  Ent::Ptr<const SparseMode::Intf> intf = notifier()->routeIntf(intfId);
+  auto it = intfLowerBound(routeIntf_, intfId);
+  const bool present = it != routeIntf_.end() && (*it)->intfId() == intfId;
+  if (!intf) {
+    if (present) routeIntf_.erase(it);
+    return;
+  }
+  if (!present) {
+    routeIntf_.insert(it, std::make_unique<RxRouteIntf>(this, std::move(intf)));
+  } else if ((*it)->notifier() != intf.get()) {
+    (*it)->notifierIs(std::move(intf));
+  }
+}
+
+void MrouteSm::RxRoute::routeSync(Ent::Ptr<const SparseMode::Route> route) {
+  routeIntf_.clear();
+  notifierIs(route);
+  for (const auto& intf : route->routeIntf()) {
+    routeIntf_.push_back(std::make_unique<RxRouteIntf>(this, intf));
+  }
+}
+
+void MrouteSm::RxRoute::handleRouteIntf(const Lanet::IntfId& intfId) {
+  const RouteKey& k = key();
+  if (!owner_->reviewCompleted() && !owner_->reviewedRoute(k)) {
+    TRACE8("Startup review is in process and has not processed {}", k);
+    return;
+  }
+  if (k.source.af() != owner_->af()) {
+    TRACE8("Address family not supported: {}", k);
+    return;
+  }
+  TRACE8("{}, for intf {}", k, intfId);
+  owner_->routeIntfUpdate(*this, intfId);
+}
+
+void MrouteSm::RxRouteIntf::onChange(const Ent::Change& change) {
+  if (owner_->owner()->isDeleting()) return;
+  switch (change.attr) {
+    case SparseMode::Intf::attrRptState:
+      handleRptState();
+      break;
+    case SparseMode::Intf::attrForward:
+      handleForward();
+      break;
+    default:
+      break;
+  }
+}
+
+void MrouteSm::RxRouteIntf::handleRptState() {
+  TRACE8("{} {}", owner_->key(), intfId());
+  owner_->handleRouteIntf(intfId());
+}
+
+void MrouteSm::RxRouteIntf::handleForward() {
+  TRACE8("{} {}", owner_->key(), intfId());
+  owner_->handleRouteIntf(intfId());
+}
+
+// ---- route reactors
+
+MrouteSm::RxRoute* MrouteSm::routeFind(const RouteKey& key) const {
+  auto it = route_.find(key);
+  return it == route_.end() ? nullptr : it->get();
+}
+
+const MrouteSm::RxRoute* MrouteSm::route(const RouteKey& key) const {
+  return routeFind(key);
+}
+
+MrouteSm::RxRoute& MrouteSm::routeIs(Ent::Ptr<const SparseMode::Route> route) {
+  if (RxRoute* rx = routeFind(route->key())) {
+    // A new record under the same key replaces the old one.
+    if (rx->notifier() != route.get()) rx->routeSync(std::move(route));
+    return *rx;
+  }
+  return **route_.insert(std::make_unique<RxRoute>(this, std::move(route))).first;
+}
+
+void MrouteSm::routeDel(const RouteKey& key) {
+  auto it = route_.find(key);
+  if (it != route_.end()) route_.erase(it);
+}
+
+void MrouteSm::routeDelAll() {
+  route_.clear();
+}
+
+void MrouteSm::routeIntfUpdate(RxRoute& rx, const Lanet::IntfId& intfId) {
+  // doUpdateIpMrouteNextHop then doUpdatePimIpMrouteNextHop, sharing their lookups.
+  const RouteKey& key = rx.key();
+  if (!rx.mcastRow_ || rx.mcastRow_->pimMib() != pimMib_.get()) {
+    rx.mcastRow_ = pimMib_->ipMcastRouteTable(IpMcastRouteEntryIndex::fromRouteKey(key));
+  }
+  // The followed record is the status's record of the key: routeIs rebinds on every
+  // replacement, and handleMroute repairs rows left on a record replaced unseen.
+  const SparseMode::Route* route = rx.notifier();
+  if (rx.mcastRow_) {
+    nextHopUpdate(key, *rx.mcastRow_, route, mfibShtabStatus()->route(pimRouteKeyToMfibKey(key)),
+                  intfId);
+  } else {
+    TRACE0("no ipMcastRouteEntry for {}", key);
+  }
+  pimNextHopUpdate(key, route, intfId);
+}
+
+// ---- reconciling one route
+
+void MrouteSm::handleMfibRoute(const MfibRouteKey& key) {
+  TRACE8("MFGK {}", key);
+  handleMroute(mfibKeyToPimRouteKey(key));
+}
+
+void MrouteSm::handleMroute(const RouteKey& key) {
+  TRACE8("{}", key);
+  if (!reviewCompleted_ && !reviewedRoute(key)) {
+    TRACE8("Startup review is in process and has not processed {}", key);
+    return;
+  }
+  if (key.source.af() != af_) {
+    TRACE8("Address family not supported: {}", key);
+    // The review counts reviewed routes against the status: a foreign route that left must
+    // not stay counted.
+    if (!routeStatus()->route(key)) reviewedRouteDel(key);
+    return;
+  }
+  const bool v4 = af_ == Lanet::AddressFamily::ipv4;
+  const IpMcastRouteEntryIndex mcastIndex = IpMcastRouteEntryIndex::fromRouteKey(key);
+  const Snmp::PimIpMrouteEntryIndex pimIndex = Snmp::pimIpMrouteEntryIndexFromRouteKey(key);
+  Ent::Ptr<IpMcastRouteEntry> row = pimMib_->ipMcastRouteTable(mcastIndex);
+  const Ent::Ptr<const SparseMode::Route> route = routeStatus()->route(key);
+  const FibRoute fibRoute = mfibShtabStatus()->route(pimRouteKeyToMfibKey(key));
+
+  // Rows read their route record live, so a row left on an old record (a replacement that
+  // raised no event) is rebuilt rather than kept.
+  if (row && route && row->route() != route) {
+    TRACE8("Route record of {} was replaced; rebuilding its entries", key);
+    removeRouteEntries(key, *row, fibRoute);
+    pimMib_->ipMcastRouteTableDel(mcastIndex);
+    pimMib_->pimIpMrouteTableDel(pimIndex);
+    pimMib_->ipMRouteTableDel(pimIndex);
+    row = nullptr;
+  }
+
+  if (!route) {
+    if (row) removeRouteEntries(key, *row, fibRoute);
+    TRACE8("Remove ipMcastRoute entry for {}", key);
+    pimMib_->ipMcastRouteTableDel(mcastIndex);
+    if (v4) {
+      TRACE8("Remove Pim Mroute entry for {}", key);
+      pimMib_->pimIpMrouteTableDel(pimIndex);
+      TRACE8("Remove Mroute entry for {}", key);
+      pimMib_->ipMRouteTableDel(pimIndex);
+    }
+    if (RxRoute* rx = routeFind(key)) {
+      upstreamSync(*rx, nullptr);
+      rx->mcastRow_ = nullptr;
+    }
+    reviewedIntfIdDelAll();
+    reviewedRouteDel(key);
+    return;
+  }
+
+  if (!row) {
+    if (!v4 && af_ != Lanet::AddressFamily::ipv6) {
+      TRACE8("Address family not supported: {}", key);
+      return;
+    }
+    TRACE8("Add ipMcastRoute entry for {}", key);
+    row = pimMib_->ipMcastRouteTableIs(route, ifMib_, mcastIndex);
+  }
+  if (v4) {
+    if (!pimMib_->pimIpMrouteTable(pimIndex)) {
+      TRACE8("Add Pim Mroute entry for {}", key);
+      pimMib_->pimIpMrouteTableIs(pimIndex, route);
+    }
+    if (!pimMib_->ipMRouteTable(pimIndex)) {
+      TRACE8("Add Mroute entry for {}", key);
+      pimMib_->ipMRouteTableIs(route, ifMib_, pimIndex);
+    }
+  }
+  RxRoute& rx = routeIs(route);
+  rx.mcastRow_ = row;
+  upstreamSync(rx, route.get());
+
+  for (const auto& intf : route->routeIntf()) {
+    nextHopUpdate(key, *row, route.get(), fibRoute, intf->intfId());
+    reviewedIntfIdIs(intf->intfId());
+    pimNextHopUpdate(key, route.get(), intf->intfId());
+  }
+  // Next hops of interfaces the route lost (collected first: the update edits the set).
+  pendingIntfId_.clear();
+  for (const auto& member : row->nextHopIndex()) {
+    if (!reviewedIntfId(member.intfId)) pendingIntfId_.push_back(member.intfId);
+  }
+  for (const Lanet::IntfId& intfId : pendingIntfId_) {
+    if (reviewedIntfId(intfId)) continue;
+    nextHopUpdate(key, *row, route.get(), fibRoute, intfId);
+    reviewedIntfIdIs(intfId);
+  }
+  // OIFs of the FIB without (S,G,I) state.
+  for (OifIndex oif = fibRoute.firstOif(); oif.valid(); oif = fibRoute.nextOif(oif)) {
+    const Lanet::IntfId intfId = oifIndexToIntfId(oif);
+    if (intfId.empty() || reviewedIntfId(intfId)) continue;
+    nextHopUpdate(key, *row, route.get(), fibRoute, intfId);
+    reviewedIntfIdIs(intfId);
+  }
+  reviewedIntfIdDelAll();
+  reviewedRouteIs(key, true);
+}
+
+void MrouteSm::removeRouteEntries(const RouteKey& key, IpMcastRouteEntry& row,
+                                  const FibRoute& fibRoute) {
+  for (const auto& member : row.nextHopIndexCopy()) {
+    nextHopUpdate(key, row, nullptr, fibRoute, member.intfId);
+    reviewedIntfIdIs(member.intfId);
+  }
+  if (const Ent::Ptr<const SparseMode::Route>& old = row.route()) {
+    for (const auto& intf : old->routeIntf()) {
+      pimNextHopUpdate(key, nullptr, intf->intfId());
+      if (reviewedIntfId(intf->intfId())) continue;
+      nextHopUpdate(key, row, nullptr, fibRoute, intf->intfId());
+      reviewedIntfIdIs(intf->intfId());
+    }
+  }
+  reviewedIntfIdDelAll();
+}
+
+void MrouteSm::handleRouteUpstream(const RouteKey& key) {
+  TRACE8("{}", key);
+  RxRoute* rx = routeFind(key);
+  if (!rx || (!reviewCompleted_ && !reviewedRoute(key))) return;
+  // Only routes with rows in the store count their upstream interface.
+  if (!rx->mcastRow_ || rx->mcastRow_->pimMib() != pimMib_.get()) return;
+  upstreamSync(*rx, rx->notifier());
+}
+
+void MrouteSm::upstreamSync(RxRoute& rx, const SparseMode::Route* route) {
+  int32_t want = 0;
+  if (route && route->upstreamInfo() && !route->upstreamInfo()->iif().empty()) {
+    want = ifIndexOf(route->upstreamInfo()->iif());
+  }
+  if (want == rx.upstreamIfIndex_) return;
+  // Count the new use first so that an interface staying in use keeps its rows.
+  intfUse(want);
+  intfRelease(rx.upstreamIfIndex_);
+  rx.upstreamIfIndex_ = want;
+}
+
+// ---- scratch set
+
+bool MrouteSm::reviewedIntfId(const Lanet::IntfId& intfId) const {
+  return std::find(reviewedIntfId_.begin(), reviewedIntfId_.end(), intfId) != reviewedIntfId_.end();
+}
+
+void MrouteSm::reviewedIntfIdIs(const Lanet::IntfId& intfId) {
+  if (!reviewedIntfId(intfId)) reviewedIntfId_.push_back(intfId);
+}
+
+// ---- factories
+
+Ent::Ptr<MrouteSm> mrouteSmFactory(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
+                                   Ent::Ptr<const IntfSnmp::IfMib> ifMib,
+                                   Ent::Ptr<const SparseMode::Status> routeStatus,
+                                   Ent::Ptr<const Shtab::Multicast::Fib::Status> mfibShtabStatus) {
+  auto sm = Ent::make<MrouteSm>(af, std::move(pimMib), std::move(ifMib), std::move(routeStatus),
+                                std::move(mfibShtabStatus));
+  sm->hasNotificationActiveIs(true);
+  return sm;
+}
+
+Ent::Ptr<MrouteSm> MrouteSmIs(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
+                              Ent::Ptr<const IntfSnmp::IfMib> ifMib,
+                              Ent::Ptr<const SparseMode::Status> routeStatus,
+                              Ent::Ptr<const Shtab::Multicast::Fib::Status> mfibShtabStatus) {
+  return mrouteSmFactory(af, std::move(pimMib), std::move(ifMib), std::move(routeStatus),
+                         std::move(mfibShtabStatus));
+}
+
+}  // namespace Routing::Pim::SnmpAgent
