@@ -31,12 +31,13 @@ MrouteSm::MrouteSm(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
       reviewedRoute_(this, attrReviewedRoute),
       intfIdToOifIndex_(this, attrIntfIdToOifIndex),
       oifIndexToIntfId_(this, attrOifIndexToIntfId) {
-  if (!pimMib_ || !routeStatus() || !mfibShtabStatus()) {
+  // The parameters, moved from, hide the accessors here.
+  if (!pimMib_ || !this->routeStatus() || !this->mfibShtabStatus()) {
     throw Ent::NullArgument("MrouteSm: needs a store, a sparse-mode status and a FIB status");
   }
   // Routes present now raise no event: follow them here so that the review can walk them and
   // their later changes are seen.
-  for (const auto& r : routeStatus()->route()) routeIs(r);
+  for (const auto& r : this->routeStatus()->route()) routeIs(r);
   // The OIF map is only followed incrementally from here on; start from its full contents.
   handleOifIndexIntf();
 }
