@@ -58,9 +58,9 @@ class MrouteSm : public Ent::Entity {
  public:
   using RouteKey = Routing::Pim::RouteKey;
   using MfibRouteKey = Routing::Multicast::Fib::IpGenRouteKey;
-  using FibRoute = Shtab::Multicast::Fib::Route;
-  using FibStatus = Shtab::Multicast::Fib::Status;
-  using OifIndex = Shtab::Multicast::Fib::OifIndex;
+  using FibRoute = ::Shtab::Multicast::Fib::Route;
+  using FibStatus = ::Shtab::Multicast::Fib::Status;
+  using OifIndex = ::Shtab::Multicast::Fib::OifIndex;
 
   enum Attr : Ent::AttrId {
     attrReviewCompleted = 1,
@@ -303,10 +303,10 @@ class MrouteSm : public Ent::Entity {
 Ent::Ptr<MrouteSm> mrouteSmFactory(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
                                    Ent::Ptr<const IntfSnmp::IfMib> ifMib,
                                    Ent::Ptr<const SparseMode::Status> routeStatus,
-                                   Ent::Ptr<const Shtab::Multicast::Fib::Status> mfibShtabStatus);
+                                   Ent::Ptr<const ::Shtab::Multicast::Fib::Status> mfibShtabStatus);
 Ent::Ptr<MrouteSm> MrouteSmIs(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
                               Ent::Ptr<const IntfSnmp::IfMib> ifMib,
                               Ent::Ptr<const SparseMode::Status> routeStatus,
-                              Ent::Ptr<const Shtab::Multicast::Fib::Status> mfibShtabStatus);
+                              Ent::Ptr<const ::Shtab::Multicast::Fib::Status> mfibShtabStatus);
 
 }  // namespace Routing::Pim::SnmpAgent
