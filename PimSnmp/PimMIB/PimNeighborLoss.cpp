@@ -58,6 +58,9 @@ int pimNeighborLossNotify(int32_t ifIndex, Lanet::IpAddr address, std::string co
   if (nameLength > 0 && valueLength >= 0) {
     snmp_varlist_add_variable(&vars, name.data(), static_cast<size_t>(nameLength), ASN_INTEGER,
                               value, static_cast<size_t>(valueLength));
+  } else {
+    // Unreachable for an IPv4 address; sent without the varbind rather than not at all.
+    TRACE0("pimNeighborLossNotify - cannot encode pimNeighborIfIndex for {}", address.toString());
   }
 
   TRACE4("Adding pimNeighborLoss notification to trap queue");

@@ -24,6 +24,45 @@ struct HintSlot {
 
 thread_local HintSlot* currentSlot = nullptr;
 
+// Encodes index varbinds as the parser produced them. Not build_oid: for IpAddress it reads the
+// octets as a host-order integer, while the parser stores them in network order, so on a
+// little-endian host every parsed IpAddress index would come back reversed.
+bool encodeParsedIndexes(const netsnmp_variable_list* v, oid* out, size_t capacity, size_t& len) {
+  len = 0;
+  auto put = [&](oid subId) {
+    if (len == capacity) return false;
+    out[len++] = subId;
+    return true;
+  };
+  for (; v; v = v->next_variable) {
+    switch (v->type) {
+      case ASN_INTEGER:
+      case ASN_COUNTER:
+      case ASN_GAUGE:
+      case ASN_TIMETICKS:
+        if (!put(static_cast<oid>(*v->val.integer))) return false;
+        break;
+      case ASN_IPADDRESS:
+        if (v->val_len != 4) return false;
+        for (size_t i = 0; i < 4; ++i) {
+          if (!put(v->val.string[i])) return false;
+        }
+        break;
+      case ASN_OCTET_STR:
+        if (!put(v->val_len)) return false;
+        [[fallthrough]];
+      case ASN_PRIV_IMPLIED_OCTET_STR:
+        for (size_t i = 0; i < v->val_len; ++i) {
+          if (!put(v->val.string[i])) return false;
+        }
+        break;
+      default:
+        return false;
+    }
+  }
+  return true;
+}
+
 // The largest index among the unprocessed requests of an exact-match batch; false when none.
 bool lastRequestedIndex(netsnmp_request_info* requests, oid* out, size_t& outLen) {
   const netsnmp_table_request_info* last = nullptr;
@@ -140,7 +179,7 @@ netsnmp_variable_list* batchHintIndexes(netsnmp_request_info* requests, int mode
   // that sorted after its request would skip the answer, so check the round trip.
   oid rebuilt[MAX_OID_LEN];
   size_t rebuiltLen = 0;
-  if (build_oid_noalloc(rebuilt, MAX_OID_LEN, &rebuiltLen, nullptr, 0, vars) != SNMPERR_SUCCESS ||
+  if (!encodeParsedIndexes(vars, rebuilt, MAX_OID_LEN, rebuiltLen) ||
       snmp_oid_compare(rebuilt, rebuiltLen, best->index_oid, best->index_oid_len) > 0) {
     snmp_free_varbind(vars);
     return nullptr;

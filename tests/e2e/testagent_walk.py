@@ -1,0 +1,60 @@
+#!/usr/bin/env python3
+"""Walks of the three MIBs with snmpwalk and snmpbulkwalk: strictly increasing OIDs, the
+scalars as .0 instances, the tables in OID order with every served column's value and ASN type,
+and never pimRPTable."""
+
+import os
+import sys
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from testagent_lib import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, PIM_RP_TABLE, Env, check,
+                           check_eq, check_increasing, check_vars, expected_walk, main, under)
+
+ROOTS = (PIM_MIB, IPMROUTE_MIB, IPMCAST_MIB)
+
+
+def test_walks_return_the_fixture_rows_in_oid_order():
+    with Env("walk") as env:
+        agent = env.agent()
+        for root in ROOTS:
+            for bulk in (False, True):
+                what = f"{'snmpbulkwalk' if bulk else 'snmpwalk'} {root}"
+                got = agent.walk(root, bulk=bulk)
+                check(got, f"{what}: nothing returned")
+                check_increasing(got, what)
+                check(all(under(v.oid, root) for v in got), f"{what}: left the subtree")
+                check(not any(under(v.oid, PIM_RP_TABLE) for v in got),
+                      f"{what}: pimRPTable served")
+                check_vars(got, expected_walk(root), what)
+
+
+def test_walk_of_the_whole_tree_visits_every_mib_once():
+    # One walk from the top crosses from one module's subtree into the next.
+    with Env("walkall") as env:
+        agent = env.agent()
+        got = agent.walk("1.3.6", bulk=True)
+        check_increasing(got, "walk of 1.3.6")
+        expected = [row for root in sorted(ROOTS, key=lambda r: tuple(map(int, r.split("."))))
+                    for row in expected_walk(root)]
+        ours = [v for v in got if any(under(v.oid, r) for r in ROOTS)]
+        check_vars(ours, expected, "walk of 1.3.6")
+
+
+def test_counter32_and_counter64_carry_the_same_octets():
+    with Env("counters") as env:
+        agent = env.agent()
+        idx = "239.1.1.1.10.1.1.1.255.255.255.255"
+        octets, hc = agent.get(f"1.3.6.1.2.1.83.1.1.2.1.10.{idx}",
+                               f"1.3.6.1.2.1.83.1.1.2.1.16.{idx}")
+        check_eq(octets.type, "Counter32", "ipMRouteOctets type")
+        check_eq(hc.type, "Counter64", "ipMRouteHCOctets type")
+        check(hc.value > 0xFFFFFFFF, "the fixture's octet count needs more than 32 bits")
+        check_eq(octets.value, hc.value & 0xFFFFFFFF, "ipMRouteOctets is the low 32 bits")
+
+
+if __name__ == "__main__":
+    main([
+        test_walks_return_the_fixture_rows_in_oid_order,
+        test_walk_of_the_whole_tree_visits_every_mib_once,
+        test_counter32_and_counter64_carry_the_same_octets,
+    ])
