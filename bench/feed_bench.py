@@ -1,0 +1,300 @@
+#!/usr/bin/env python3
+"""Feed benchmark (run through bench/run_feed_bench.sh).
+
+Starts pimsnmpd with an empty state and a feed socket, creates one IPv4 VRF (three PIM
+interfaces, every VRF input) with a first patch, and then sends N routes, each a sparse-mode
+route with two outgoing interfaces plus its FIB route with two OIFs, as merge patches of B
+routes each. It measures the time from sending the first route patch until the daemon's
+status reports all N routes in the VRF's ipMcastRouteTable (every patch answered and applied,
+the state machines done), and reads the daemon's resident memory (VmRSS) at that point.
+Repeats for several runs (a fresh daemon each) and reports medians.
+"""
+
+import argparse
+import json
+import os
+import platform
+import re
+import shutil
+import signal
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+
+def free_port():
+    for _ in range(100):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as u:
+            u.bind(("127.0.0.1", 0))
+            port = u.getsockname()[1]
+            try:
+                with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as t:
+                    t.bind(("127.0.0.1", port))
+            except OSError:
+                continue
+            return port
+    sys.exit("no free port")
+
+
+class Feed:
+    def __init__(self, path):
+        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        self.sock.settimeout(600)
+        self.sock.connect(path)
+        self.buf = b""
+
+    def send(self, line):
+        self.sock.sendall(line.encode() + b"\n")
+
+    def reply(self):
+        while b"\n" not in self.buf:
+            chunk = self.sock.recv(1 << 20)
+            if not chunk:
+                sys.exit("the daemon closed the feed connection")
+            self.buf += chunk
+        line, self.buf = self.buf.split(b"\n", 1)
+        return json.loads(line)
+
+    def request(self, line):
+        self.send(line)
+        return self.reply()
+
+
+def vrf_patch():
+    intfs = {f"Ethernet{i}": {"ifIndex": i} for i in (1, 2, 3)}
+    pim = {f"Ethernet{i}": {"address": f"10.0.{i}.1/24", "dr": f"10.0.{i}.1"} for i in (1, 2, 3)}
+    pim["Ethernet1"]["neighbors"] = {"10.0.1.2": {}}
+    return {"interfaces": intfs, "vrfs": {"default": {"ipv4": {
+        "pimConfig": {}, "pimStatus": {"mode": "sparse", "interfaces": pim},
+        "bsrConfig": {}, "bsrStatus": {}, "candidateRpStatus": {"groups": {}},
+        "staticRpStatus": {"groups": {}}, "mfibConfig": {"routing": True},
+        "fib": {"oifIndexes": {"Ethernet1": 1, "Ethernet2": 2, "Ethernet3": 3}}}}}}
+
+
+def route_key(n):
+    # Distinct (S,G) pairs: 250 sources per group.
+    s = n % 250
+    g = n // 250
+    return f"10.1.{s // 250}.{s % 250 + 1},239.{g // 250 % 250 + 1}.{g % 250}.1"
+
+
+def route_patches(first, count, batch, remove=False):
+    lines = []
+    for start in range(first, first + count, batch):
+        routes, fib = {}, {}
+        for n in range(start, min(start + batch, first + count)):
+            key = route_key(n)
+            if remove:
+                routes[key] = None
+                fib[key] = None
+            else:
+                routes[key] = {"upstream": {"interface": "Ethernet1", "rpfNeighbor": "10.0.1.2"},
+                               "interfaces": {"Ethernet2": {}, "Ethernet3": {}}}
+                fib[key] = {"oifs": ["Ethernet2", "Ethernet3"], "packets": n, "bytes": n * 1000}
+        lines.append(json.dumps({"vrfs": {"default": {"ipv4": {"routes": routes,
+                                                                "fib": {"routes": fib}}}}},
+                                separators=(",", ":")))
+    return lines
+
+
+def rss_kib(pid):
+    with open(f"/proc/{pid}/status") as f:
+        for line in f:
+            if line.startswith("VmRSS:"):
+                return int(line.split()[1])
+    return 0
+
+
+def cpu_seconds(pid):
+    with open(f"/proc/{pid}/stat") as f:
+        fields = f.read().rsplit(")", 1)[1].split()
+    # utime and stime: fields 14 and 15 of the whole line, 12 and 13 after the name.
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+def mcast_routes(feed):
+    st = feed.request("status")["status"]
+    tables = st["contexts"].get("", {}).get("tables", {})
+    return tables.get("ipMcastMIB", {}).get("ipMcastRouteTable", 0)
+
+
+def wait_routes(feed, n, timeout):
+    deadline = time.monotonic() + timeout
+    while True:
+        have = mcast_routes(feed)
+        if have == n:
+            return
+        if time.monotonic() > deadline:
+            sys.exit(f"timed out waiting for {n} routes (have {have})")
+        time.sleep(0.01)
+
+
+def one_run(daemon, routes, batch, pipeline):
+    tmp = tempfile.mkdtemp(prefix="pimsnmp-feed-bench-")
+    sock = os.path.join(tmp, "feed.sock")
+    env = dict(os.environ, MIBS="")
+    proc = subprocess.Popen([daemon, "--feed", f"unix:{sock}",
+                             "--listen", f"udp:127.0.0.1:{free_port()}",
+                             "--persistent-dir", os.path.join(tmp, "persist")],
+                            env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        deadline = time.monotonic() + 20
+        while not os.path.exists(sock):
+            if proc.poll() is not None or time.monotonic() > deadline:
+                sys.exit("pimsnmpd did not start")
+            time.sleep(0.02)
+        feed = Feed(sock)
+        check(feed.request(json.dumps(vrf_patch())), "VRF patch")
+        # The VRF's route machine reviews the routes present when it starts, in rate-limited
+        # slices; a probe route tells when that review is over and routes flow as events.
+        for line in route_patches(routes, 1, 1):
+            check(feed.request(line), "probe route")
+        wait_routes(feed, 1, 30)
+        for line in route_patches(routes, 1, 1, remove=True):
+            check(feed.request(line), "probe removal")
+        wait_routes(feed, 0, 30)
+        rss_before = rss_kib(proc.pid)
+
+        lines = route_patches(0, routes, batch)
+        cpu_started = cpu_seconds(proc.pid)
+        started = time.monotonic()
+        if pipeline:
+            # All patches in flight at once; replies are read as they come.
+            sender = [line for line in lines]
+            for line in sender:
+                feed.send(line)
+            for _ in sender:
+                check(feed.reply(), "route patch")
+        else:
+            for line in lines:
+                check(feed.request(line), "route patch")
+        answered = time.monotonic() - started
+        wait_routes(feed, routes, 120)
+        elapsed = time.monotonic() - started
+        cpu = cpu_seconds(proc.pid) - cpu_started
+        rss = rss_kib(proc.pid)
+
+        removal_lines = route_patches(0, routes, batch, remove=True)
+        started = time.monotonic()
+        for line in removal_lines:
+            check(feed.request(line), "route removal")
+        wait_routes(feed, 0, 120)
+        removal = time.monotonic() - started
+        return {"elapsed": elapsed, "answered": answered, "cpu": cpu, "rss_kib": rss,
+                "rss_before_kib": rss_before, "removal": removal}
+    finally:
+        proc.send_signal(signal.SIGTERM)
+        try:
+            proc.wait(30)
+        except subprocess.TimeoutExpired:
+            proc.kill()
+        shutil.rmtree(tmp, ignore_errors=True)
+
+
+def check(reply, what):
+    if not reply.get("ok"):
+        sys.exit(f"{what} refused: {reply}")
+
+
+def cpu_model():
+    try:
+        with open("/proc/cpuinfo") as f:
+            for line in f:
+                if line.startswith("model name"):
+                    return line.split(":", 1)[1].strip()
+    except OSError:
+        pass
+    return platform.processor() or "unknown"
+
+
+SECTION = """## Feed
+
+pimsnmpd's feed (`--feed unix:PATH`, one RFC 7396 merge patch per line): {routes:,} IPv4
+routes, each a sparse-mode route with two outgoing interfaces and its FIB route with two OIFs,
+sent as {patches} patches of {batch:,} routes over one connection (each patch answered before
+the next is sent), into one VRF created beforehand. Time from the first route patch until
+`status` reports all {routes:,} rows in ipMcastRouteTable (validated, applied to the platform
+records, mirrored into the store by the agent's state machines: 9 rows per route across the
+three MIBs). Resident memory (VmRSS) of the daemon with all routes in place. Median of {runs}
+runs, a fresh daemon each.
+
+| measure | value |
+|---|---|
+| routes/s, patch to rows in the store | **{rate:,.0f}** (target >= 50,000: {verdict}) |
+| time for {routes:,} routes | {elapsed:.2f} s (last reply after {answered:.2f} s) |
+| daemon CPU time for them | {cpu:.2f} s ({cpu_rate:,.0f} routes per CPU second) |
+| resident memory at {routes:,} routes | {rss_mib:.0f} MiB ({per_route:,.0f} bytes per route above the {before_mib:.0f} MiB empty daemon) |
+| removing them again (same batches) | {removal:.2f} s ({removal_rate:,.0f} routes/s) |
+
+Machine: {machine}, {cores} cores; {build} build. Reproduce:
+
+```sh
+{command}
+```
+"""
+
+
+def write_section(path, title, text):
+    """Replaces the '## title' section of `path` (up to the next '## ' heading), or appends
+    it; other sections are left as they are."""
+    try:
+        with open(path) as f:
+            content = f.read()
+    except FileNotFoundError:
+        content = "# Benchmarks\n"
+    pattern = re.compile(rf"^## {re.escape(title)}\n.*?(?=^## |\Z)", re.S | re.M)
+    if pattern.search(content):
+        content = pattern.sub(lambda _: text.rstrip("\n") + "\n\n", content, count=1)
+    else:
+        content = content.rstrip("\n") + "\n\n" + text
+    with open(path, "w") as f:
+        f.write(content.rstrip("\n") + "\n")
+
+
+def main():
+    ap = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    ap.add_argument("--daemon", required=True, help="the pimsnmpd binary")
+    ap.add_argument("--routes", type=int, default=100_000)
+    ap.add_argument("--batch", type=int, default=1000)
+    ap.add_argument("--runs", type=int, default=3)
+    ap.add_argument("--pipeline", action="store_true",
+                    help="send every patch before reading replies")
+    ap.add_argument("--build", default="Release", help="build type, for the report")
+    ap.add_argument("--benchmarks", help="BENCHMARKS.md to write the 'Feed' section to")
+    ap.add_argument("--command", default="bench/run_feed_bench.sh", help="for the report")
+    args = ap.parse_args()
+
+    results = []
+    for i in range(args.runs):
+        r = one_run(args.daemon, args.routes, args.batch, args.pipeline)
+        rate = args.routes / r["elapsed"]
+        print(f"run {i + 1}: {args.routes} routes in {r['elapsed']:.2f} s = {rate:,.0f} routes/s "
+              f"(daemon CPU {r['cpu']:.2f} s), "
+              f"RSS {r['rss_kib'] / 1024:.0f} MiB (empty {r['rss_before_kib'] / 1024:.0f} MiB), "
+              f"removal {r['removal']:.2f} s", flush=True)
+        results.append(r)
+
+    med = {k: statistics.median(r[k] for r in results) for k in results[0]}
+    rate = args.routes / med["elapsed"]
+    values = dict(
+        routes=args.routes, batch=args.batch, patches=(args.routes + args.batch - 1) // args.batch,
+        runs=args.runs, rate=rate, verdict="met" if rate >= 50_000 else "NOT met",
+        elapsed=med["elapsed"], answered=med["answered"], cpu=med["cpu"],
+        cpu_rate=args.routes / med["cpu"] if med["cpu"] > 0 else float("inf"),
+        rss_mib=med["rss_kib"] / 1024,
+        before_mib=med["rss_before_kib"] / 1024,
+        per_route=(med["rss_kib"] - med["rss_before_kib"]) * 1024 / args.routes,
+        removal=med["removal"], removal_rate=args.routes / med["removal"], machine=cpu_model(),
+        cores=os.cpu_count(), build=args.build, command=args.command)
+    text = SECTION.format(**values)
+    print(text)
+    if args.benchmarks:
+        write_section(args.benchmarks, "Feed", text)
+        print(f"written to {args.benchmarks}")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Feed benchmark: 100k routes with two OIFs each sent to pimsnmpd as merge patches
+# (bench/feed_bench.py); writes the figures to the "Feed" section of BENCHMARKS.md.
+#
+#   bench/run_feed_bench.sh [BUILD_DIR] [RUNS] [ROUTES] [BATCH]
+#
+# BUILD_DIR (default build-feed-bench) is configured as a RelWithDebInfo build (-O2, like the
+# test build) when it has no cache yet; only pimsnmpd is built. RUNS defaults to 3, ROUTES to
+# 100000, BATCH to 1000.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+build=${1:-build-feed-bench}
+runs=${2:-3}
+routes=${3:-100000}
+batch=${4:-1000}
+
+if [ ! -f "$build/CMakeCache.txt" ]; then
+  cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+fi
+cmake --build "$build" -j 2 --target pimsnmpd
+
+python3 bench/feed_bench.py --daemon "$build/daemon/pimsnmpd" --runs "$runs" --routes "$routes" \
+  --batch "$batch" --build "$(sed -n 's/^CMAKE_BUILD_TYPE:STRING=//p' "$build/CMakeCache.txt")" \
+  --benchmarks BENCHMARKS.md --command "bench/run_feed_bench.sh $build $runs $routes $batch"

@@ -1,0 +1,264 @@
+#include "daemon/FeedServer.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace PimSnmpd {
+
+namespace {
+
+bool fillAddress(const std::string& path, sockaddr_un& addr, std::string& error) {
+  addr = {};
+  addr.sun_family = AF_UNIX;
+  if (path.empty() || path.size() >= sizeof(addr.sun_path)) {
+    error = fmt::format("socket path '{}' is empty or longer than {} bytes", path,
+                        sizeof(addr.sun_path) - 1);
+    return false;
+  }
+  std::memcpy(addr.sun_path, path.data(), path.size());
+  return true;
+}
+
+bool isBlank(std::string_view line) {
+  return std::all_of(line.begin(), line.end(),
+                     [](char ch) { return ch == ' ' || ch == '\t' || ch == '\r'; });
+}
+
+}  // namespace
+
+FeedServer::FeedServer(Poller& poller, Handler handler, size_t maxLine)
+    : poller_(poller), handler_(std::move(handler)), maxLine_(maxLine) {
+  oversizeReply_ = [](uint64_t, size_t limit) {
+    return fmt::format(R"({{"ok":false,"error":"line longer than {} bytes"}})", limit);
+  };
+}
+
+FeedServer::~FeedServer() {
+  close();
+}
+
+bool FeedServer::listen(const std::string& path, unsigned mode, std::string& error) {
+  close();
+  sockaddr_un addr;
+  if (!fillAddress(path, addr, error)) return false;
+
+  struct stat st {};
+  if (lstat(path.c_str(), &st) == 0) {
+    if (!S_ISSOCK(st.st_mode)) {
+      error = fmt::format("{} exists and is not a socket", path);
+      return false;
+    }
+    // A socket file outlives its process; only a live listener makes it ours to keep away from.
+    const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool live =
+        probe >= 0 && connect(probe, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0;
+    if (probe >= 0) ::close(probe);
+    if (live) {
+      error = fmt::format("{} is in use by another process", path);
+      return false;
+    }
+    unlink(path.c_str());
+  }
+
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    error = fmt::format("socket: {}", std::strerror(errno));
+    return false;
+  }
+  // The socket file is created with the umask; narrow it before anyone can connect.
+  const mode_t oldMask = umask(0177);
+  const int bound = bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr));
+  const int bindErrno = errno;
+  umask(oldMask);
+  if (bound != 0) {
+    error = fmt::format("bind {}: {}", path, std::strerror(bindErrno));
+    ::close(fd);
+    return false;
+  }
+  if (chmod(path.c_str(), mode) != 0 || ::listen(fd, 64) != 0) {
+    error = fmt::format("listen {}: {}", path, std::strerror(errno));
+    ::close(fd);
+    unlink(path.c_str());
+    return false;
+  }
+  if (!poller_.add(fd, EPOLLIN, [this](uint32_t) { onAccept(); })) {
+    error = "cannot watch the feed socket";
+    ::close(fd);
+    unlink(path.c_str());
+    return false;
+  }
+  listenFd_ = fd;
+  path_ = path;
+  return true;
+}
+
+void FeedServer::close() {
+  while (!clients_.empty()) drop(clients_.begin()->first);
+  if (listenFd_ >= 0) {
+    poller_.remove(listenFd_);
+    ::close(listenFd_);
+    listenFd_ = -1;
+    unlink(path_.c_str());
+  }
+}
+
+void FeedServer::onAccept() {
+  // Several may be waiting; accept until none is.
+  for (;;) {
+    const int fd = accept4(listenFd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (fd < 0) return;
+    const uint64_t id = nextClient_++;
+    auto client = std::make_unique<Client>();
+    client->id = id;
+    client->fd = fd;
+    if (!poller_.add(fd, EPOLLIN | EPOLLRDHUP,
+                     [this, id](uint32_t events) { onClient(id, events); })) {
+      ::close(fd);
+      continue;
+    }
+    clients_.emplace(id, std::move(client));
+    ++stats_.accepted;
+  }
+}
+
+void FeedServer::onClient(uint64_t id, uint32_t events) {
+  auto it = clients_.find(id);
+  if (it == clients_.end()) return;
+  Client& c = *it->second;
+
+  if (events & EPOLLOUT) {
+    if (!flush(c)) {
+      drop(id);
+      return;
+    }
+  }
+  if ((events & (EPOLLIN | EPOLLHUP | EPOLLRDHUP | EPOLLERR)) && c.reading && !c.eof) {
+    size_t budget = kReadBudget;
+    char buf[65536];
+    while (budget > 0) {
+      const ssize_t n = ::read(c.fd, buf, std::min(sizeof buf, budget));
+      if (n > 0) {
+        c.in.append(buf, static_cast<size_t>(n));
+        budget -= static_cast<size_t>(n);
+        continue;
+      }
+      if (n == 0) {
+        c.eof = true;
+      } else if (errno == EINTR) {
+        continue;
+      } else if (errno != EAGAIN && errno != EWOULDBLOCK) {
+        drop(id);
+        return;
+      }
+      break;
+    }
+    processInput(c);
+    if (!flush(c)) {
+      drop(id);
+      return;
+    }
+  }
+  // Done once the peer has finished sending and has every reply.
+  if (c.eof && c.out.size() == c.outOffset) {
+    drop(id);
+    return;
+  }
+  updateInterest(c);
+}
+
+void FeedServer::processInput(Client& c) {
+  size_t start = 0;
+  for (;;) {
+    const size_t nl = c.in.find('\n', std::max(start, c.scanned));
+    if (nl == std::string::npos) break;
+    std::string_view line(c.in.data() + start, nl - start);
+    if (c.discarding) {
+      c.discarding = false;
+    } else if (line.size() > maxLine_) {
+      ++stats_.oversize;
+      c.out += oversizeReply_(c.id, maxLine_);
+      c.out += '\n';
+    } else {
+      handleLine(c, line);
+    }
+    start = nl + 1;
+    c.scanned = start;
+  }
+  c.in.erase(0, start);
+  c.scanned = c.in.size();
+  if (!c.discarding && c.in.size() > maxLine_) {
+    // Answer now and drop the rest of the line as it arrives, instead of buffering it.
+    ++stats_.oversize;
+    c.out += oversizeReply_(c.id, maxLine_);
+    c.out += '\n';
+    c.discarding = true;
+  }
+  if (c.discarding) {
+    c.in.clear();
+    c.scanned = 0;
+  }
+  if (c.eof && !c.in.empty()) {
+    handleLine(c, c.in);
+    c.in.clear();
+    c.scanned = 0;
+  }
+}
+
+void FeedServer::handleLine(Client& c, std::string_view line) {
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  if (isBlank(line)) return;
+  ++stats_.lines;
+  c.out += handler_(c.id, line);
+  c.out += '\n';
+}
+
+bool FeedServer::flush(Client& c) {
+  while (c.outOffset < c.out.size()) {
+    const ssize_t n =
+        ::send(c.fd, c.out.data() + c.outOffset, c.out.size() - c.outOffset, MSG_NOSIGNAL);
+    if (n > 0) {
+      c.outOffset += static_cast<size_t>(n);
+      continue;
+    }
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
+    return false;
+  }
+  if (c.outOffset == c.out.size()) {
+    c.out.clear();
+    c.outOffset = 0;
+  } else if (c.outOffset > (size_t{1} << 20)) {
+    c.out.erase(0, c.outOffset);
+    c.outOffset = 0;
+  }
+  return true;
+}
+
+void FeedServer::updateInterest(Client& c) {
+  const size_t pending = c.out.size() - c.outOffset;
+  c.reading = !c.eof && pending < kMaxPendingOutput;
+  uint32_t events = 0;
+  if (c.reading) events |= EPOLLIN | EPOLLRDHUP;
+  if (pending > 0) events |= EPOLLOUT;
+  poller_.modify(c.fd, events);
+}
+
+void FeedServer::drop(uint64_t id) {
+  auto it = clients_.find(id);
+  if (it == clients_.end()) return;
+  poller_.remove(it->second->fd);
+  ::close(it->second->fd);
+  clients_.erase(it);
+}
+
+}  // namespace PimSnmpd

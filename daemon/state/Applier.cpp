@@ -1,0 +1,675 @@
+#include "daemon/state/Applier.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "daemon/state/DocumentSchema.h"
+#include "platform/Clock/Clock.h"
+#include "platform/Lanet/IntfId.h"
+#include "platform/Lanet/IpGenAddr.h"
+#include "platform/Lanet/IpGenPrefix.h"
+#include "platform/Routing/Pim/RouteKeyConversion.h"
+
+namespace PimSnmpd {
+
+namespace {
+
+using Lanet::AddressFamily;
+using Lanet::IntfId;
+using Lanet::IpGenAddr;
+using Lanet::IpGenPrefix;
+namespace Pim = Routing::Pim;
+namespace Sm = Routing::Pim::SparseMode;
+using Shtab::Multicast::Fib::OifIndex;
+
+// The walks below read validated documents: every value has the type and range the validator
+// checked, so the readers convert without checking again.
+
+const Json* member(const Json* obj, std::string_view name) {
+  if (obj == nullptr || !obj->is_object()) return nullptr;
+  auto it = obj->find(name);
+  return it == obj->end() || it->is_null() ? nullptr : &*it;
+}
+Json* member(Json* obj, std::string_view name) {
+  return const_cast<Json*>(member(static_cast<const Json*>(obj), name));
+}
+
+// Hints are merge patches: without one every member counts as changed; with one, only the
+// members it names. A member it replaces as a whole is walked in full (child hint null).
+bool touched(const Json* hint, std::string_view name) {
+  return hint == nullptr || hint->contains(name);
+}
+const Json* childHint(const Json* hint, std::string_view name) {
+  const Json* h = member(hint, name);
+  return h != nullptr && h->is_object() ? h : nullptr;
+}
+
+// Calls f(name, oldValue, newValue, childHint) for the members of two maps that may differ:
+// those the hint names, or without a hint all members of either. A side without the member
+// passes null; a member absent on both sides is skipped. Removals come first, so that a record
+// that takes over something (an ifIndex, a key) from a removed one never meets it.
+template <class F>
+void forEachKey(const Json* oldMap, Json* newMap, const Json* hint, F&& f) {
+  if (hint != nullptr) {
+    for (const auto& [name, h] : hint->items()) {
+      const Json* o = member(oldMap, name);
+      if (o != nullptr && member(newMap, name) == nullptr) f(name, o, nullptr, nullptr);
+    }
+    for (const auto& [name, h] : hint->items()) {
+      if (Json* n = member(newMap, name))
+        f(name, member(oldMap, name), n, h.is_object() ? &h : nullptr);
+    }
+    return;
+  }
+  if (oldMap != nullptr && oldMap->is_object()) {
+    for (const auto& [name, o] : oldMap->items()) {
+      if (!o.is_null() && member(newMap, name) == nullptr) f(name, &o, nullptr, nullptr);
+    }
+  }
+  if (newMap != nullptr && newMap->is_object()) {
+    for (auto& [name, n] : newMap->items()) f(name, member(oldMap, name), &n, nullptr);
+  }
+}
+
+uint64_t unsignedValue(const Json& v) {
+  return v.is_number_float() ? static_cast<uint64_t>(v.get<double>()) : v.get<uint64_t>();
+}
+uint64_t unsignedOr(const Json& obj, std::string_view name, uint64_t otherwise) {
+  const Json* v = member(&obj, name);
+  return v != nullptr ? unsignedValue(*v) : otherwise;
+}
+std::string_view stringOr(const Json& obj, std::string_view name, std::string_view otherwise) {
+  const Json* v = member(&obj, name);
+  return v != nullptr ? std::string_view(v->get_ref<const std::string&>()) : otherwise;
+}
+bool boolOr(const Json& obj, std::string_view name, bool otherwise) {
+  const Json* v = member(&obj, name);
+  return v != nullptr ? v->get<bool>() : otherwise;
+}
+template <class T, size_t N>
+T enumOr(const Json& obj, std::string_view name, const Schema::Named<T> (&table)[N],
+         std::string_view otherwise) {
+  return *Schema::valueOf(table, stringOr(obj, name, otherwise));
+}
+IpGenAddr address(const std::string& text) {
+  return *IpGenAddr::parse(text);
+}
+IpGenPrefix prefix(const std::string& text) {
+  return *IpGenPrefix::parse(text);
+}
+
+// The time `name` of an item: as written, else the item's previous value, else `fallback`;
+// a resolved value is written into the item so that it sticks.
+double resolveTime(Json& item, std::string_view name, const Json* oldItem, double fallback) {
+  if (const Json* v = member(&item, name)) return v->get<double>();
+  if (const Json* old = member(oldItem, name)) {
+    item[name] = *old;
+    return old->get<double>();
+  }
+  item[name] = fallback;
+  return fallback;
+}
+
+class Sync {
+ public:
+  Sync(PlatformState& state, double now) : st_(state), now_(now) {}
+
+  // `oldDoc` is the previous document (without a hint) or what the patch `hint` replaced.
+  void run(const Json* oldDoc, Json& newDoc, const Json* hint) {
+    const bool interfaces = touched(hint, "interfaces");
+    const Json* oldIfs = member(oldDoc, "interfaces");
+    Json* newIfs = member(&newDoc, "interfaces");
+    const Json* ifHint = childHint(hint, "interfaces");
+    if (interfaces) {
+      forEachKey(oldIfs, newIfs, ifHint, [&](const std::string& name, const Json*, Json* n, auto) {
+        if (n != nullptr) upsertInterface(name, *n);
+      });
+    }
+    if (touched(hint, "vrfs")) {
+      forEachKey(member(oldDoc, "vrfs"), member(&newDoc, "vrfs"), childHint(hint, "vrfs"),
+                 [&](const std::string& name, const Json* o, Json* n, const Json* h) {
+                   vrf(L3::VrfName(name), o, n, o != nullptr ? h : nullptr);
+                 });
+    }
+    if (interfaces) {
+      forEachKey(oldIfs, newIfs, ifHint, [&](const std::string& name, const Json*, Json* n, auto) {
+        if (n == nullptr) removeInterface(name);
+      });
+    }
+  }
+
+ private:
+  // -- interfaces
+
+  void upsertInterface(const std::string& name, const Json& n) {
+    const IntfId id(name);
+    st_.ifMib()->ifIndexByIntfIdIs(id, static_cast<uint32_t>(unsignedOr(n, "ifIndex", 0)));
+    st_.allIntfStatusDir()->intfOperStatusIs(
+        id, enumOr(n, "operStatus", Schema::kOperStatuses, Schema::kDefaultOperStatus));
+  }
+
+  void removeInterface(const std::string& name) {
+    const IntfId id(name);
+    st_.ifMib()->ifIndexByIntfIdDel(id);
+    st_.allIntfStatusDir()->intfStatusDel(id);
+  }
+
+  // -- VRFs and families
+
+  void vrf(const L3::VrfName& vrf, const Json* o, Json* n, const Json* h) {
+    for (const auto& [name, af] : Schema::kFamilies) {
+      if (!touched(h, name)) continue;
+      const Json* of = member(o, name);
+      if (Json* nf = member(n, name)) {
+        family(af, vrf, of, *nf, of != nullptr ? childHint(h, name) : nullptr);
+      } else if (of != nullptr) {
+        removeFamily(af, vrf);
+      }
+    }
+  }
+
+  void family(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json& n, const Json* h) {
+    for (const Input& in : kInputs) {
+      if (touched(h, in.name) && member(&n, in.name) == nullptr) (this->*in.remove)(af, vrf);
+    }
+    if (touched(h, "routes")) {
+      const Json* ro = member(o, "routes");
+      routes(af, vrf, ro, member(&n, "routes"), ro != nullptr ? childHint(h, "routes") : nullptr);
+    }
+    if (touched(h, "fib")) {
+      const Json* fo = member(o, "fib");
+      fib(af, vrf, fo, member(&n, "fib"), fo != nullptr ? childHint(h, "fib") : nullptr);
+    }
+    for (const Input& in : kInputs) {
+      if (!touched(h, in.name)) continue;
+      if (Json* m = member(&n, in.name)) {
+        const Json* om = member(o, in.name);
+        (this->*in.upsert)(af, vrf, om, *m, om != nullptr ? childHint(h, in.name) : nullptr);
+      }
+    }
+  }
+
+  void removeFamily(AddressFamily af, const L3::VrfName& vrf) {
+    for (const Input& in : kInputs) (this->*in.remove)(af, vrf);
+    st_.routeTableDel(af, vrf);
+    st_.fibTableDel(af, vrf);
+  }
+
+  // Each input: update the platform's record in place when it has one (the hint applies only
+  // when the old document had the member too), else build a record in full and insert it.
+
+  // -- pimConfig
+
+  void pimConfigIs(AddressFamily af, const L3::VrfName& vrf, const Json*, Json& n, const Json* h) {
+    Pim::ConfigColl& coll = *st_.pimConfigColl(af);
+    auto fill = [&](Pim::Config& c, const Json* hint) {
+      if (touched(hint, "joinPruneInterval")) {
+        c.joinPruneIntervalIs(static_cast<uint16_t>(
+            unsignedOr(n, "joinPruneInterval", Schema::kDefaultJoinPruneInterval)));
+      }
+    };
+    if (Pim::Config* c = coll.vrfConfig().find(vrf)) return fill(*c, h);
+    auto c = Ent::make<Pim::Config>(vrf);
+    fill(*c, nullptr);
+    coll.vrfConfigIs(c);
+  }
+  void pimConfigDel(AddressFamily af, const L3::VrfName& vrf) {
+    st_.pimConfigColl(af)->vrfConfigDel(vrf);
+  }
+
+  // -- pimStatus
+
+  void pimStatusIs(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json& n,
+                   const Json* h) {
+    Pim::GlobalStatus& coll = *st_.pimGlobalStatus(af);
+    if (Pim::Status* s = coll.vrfStatus().find(vrf)) return fillPimStatus(*s, o, n, h);
+    auto s = Ent::make<Pim::Status>(vrf);
+    fillPimStatus(*s, nullptr, n, nullptr);
+    coll.vrfStatusIs(s);
+  }
+  void pimStatusDel(AddressFamily af, const L3::VrfName& vrf) {
+    st_.pimGlobalStatus(af)->vrfStatusDel(vrf);
+  }
+
+  void fillPimStatus(Pim::Status& s, const Json* o, Json& n, const Json* h) {
+    if (touched(h, "mode")) s.modeIs(enumOr(n, "mode", Schema::kVrfModes, Schema::kDefaultVrfMode));
+    if (!touched(h, "interfaces")) return;
+    forEachKey(member(o, "interfaces"), member(&n, "interfaces"), childHint(h, "interfaces"),
+               [&](const std::string& name, const Json* io, Json* in, const Json* ih) {
+                 const IntfId id(name);
+                 if (in == nullptr) {
+                   s.pimIntfDel(id);
+                 } else if (Pim::Intf* intf = s.pimIntf().find(id)) {
+                   fillPimIntf(*intf, io, *in, io != nullptr ? ih : nullptr);
+                 } else {
+                   auto made = Ent::make<Pim::Intf>(id);
+                   fillPimIntf(*made, nullptr, *in, nullptr);
+                   s.pimIntfIs(made);
+                 }
+               });
+  }
+
+  void fillPimIntf(Pim::Intf& intf, const Json* o, Json& n, const Json* h) {
+    if (touched(h, "address")) {
+      const IpGenPrefix p = prefix(n["address"].get<std::string>());
+      intf.addressIs(p.address(), p.maskLen());
+    }
+    if (touched(h, "mode")) {
+      intf.modeIs(enumOr(n, "mode", Schema::kIntfModes, Schema::kDefaultIntfMode));
+    }
+    if (touched(h, "dr")) {
+      const Json* dr = member(&n, "dr");
+      intf.drAddrIs(dr != nullptr ? address(dr->get<std::string>()) : IpGenAddr());
+    }
+    if (touched(h, "helloInterval")) {
+      intf.helloIntervalIs(
+          static_cast<uint16_t>(unsignedOr(n, "helloInterval", Schema::kDefaultHelloInterval)));
+    }
+    if (touched(h, "joinPruneInterval")) {
+      intf.jpIntervalIs(static_cast<uint16_t>(
+          unsignedOr(n, "joinPruneInterval", Schema::kDefaultJoinPruneInterval)));
+    }
+    if (!touched(h, "neighbors")) return;
+    forEachKey(member(o, "neighbors"), member(&n, "neighbors"), childHint(h, "neighbors"),
+               [&](const std::string& name, const Json* no, Json* nn, const Json* nh) {
+                 const IpGenAddr a = address(name);
+                 if (nn == nullptr) {
+                   intf.activeNeighborDel(a);
+                 } else if (Pim::Neighbor* nbr = intf.activeNeighbor().find(a)) {
+                   fillNeighbor(*nbr, no, *nn, no != nullptr ? nh : nullptr);
+                 } else {
+                   auto made = Ent::make<Pim::Neighbor>(a);
+                   fillNeighbor(*made, no, *nn, nullptr);
+                   intf.activeNeighborIs(made);
+                 }
+               });
+  }
+
+  void fillNeighbor(Pim::Neighbor& nbr, const Json* o, Json& n, const Json* h) {
+    const double created = resolveTime(n, "created", o, now_);
+    const double refreshed = resolveTime(n, "lastRefresh", o, now_);
+    if (touched(h, "created")) nbr.creationTimeIs(created);
+    if (touched(h, "lastRefresh")) nbr.lastRefreshTimeIs(refreshed);
+    if (touched(h, "holdTime")) {
+      nbr.holdTimeIs(
+          static_cast<uint16_t>(unsignedOr(n, "holdTime", Schema::kDefaultNeighborHoldTime)));
+    }
+  }
+
+  // -- bsrConfig
+
+  void bsrConfigIs(AddressFamily af, const L3::VrfName& vrf, const Json*, Json& n, const Json* h) {
+    Pim::Bsr::ConfigColl& coll = *st_.bsrConfigColl(af);
+    auto fill = [&](Pim::Bsr::Config& c, const Json* hint) {
+      if (touched(hint, "bootstrapTimeout")) {
+        c.bootstrapTimeoutIs(static_cast<uint32_t>(
+            unsignedOr(n, "bootstrapTimeout", Schema::kDefaultBootstrapTimeout)));
+      }
+      if (touched(hint, "candidateRpConfigs")) {
+        c.candidateRpConfigCountIs(static_cast<uint32_t>(
+            unsignedOr(n, "candidateRpConfigs", Schema::kDefaultCandidateRpConfigs)));
+      }
+    };
+    if (Pim::Bsr::Config* c = coll.vrfConfig().find(vrf)) return fill(*c, h);
+    auto c = Ent::make<Pim::Bsr::Config>(vrf);
+    fill(*c, nullptr);
+    coll.vrfConfigIs(c);
+  }
+  void bsrConfigDel(AddressFamily af, const L3::VrfName& vrf) {
+    st_.bsrConfigColl(af)->vrfConfigDel(vrf);
+  }
+
+  // -- bsrStatus
+
+  void bsrStatusIs(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json& n,
+                   const Json* h) {
+    Pim::Bsr::StatusColl& coll = *st_.bsrStatusColl(af);
+    if (Pim::Bsr::Status* s = coll.vrfStatus().find(vrf)) return fillBsrStatus(*s, o, n, h);
+    auto s = Ent::make<Pim::Bsr::Status>(vrf);
+    fillBsrStatus(*s, nullptr, n, nullptr);
+    coll.vrfStatusIs(s);
+  }
+  void bsrStatusDel(AddressFamily af, const L3::VrfName& vrf) {
+    st_.bsrStatusColl(af)->vrfStatusDel(vrf);
+  }
+
+  // The BSR records can only be created empty in place, so new ones are filled right after.
+  void fillBsrStatus(Pim::Bsr::Status& s, const Json* o, Json& n, const Json* h) {
+    if (touched(h, "candidateBsrs")) {
+      forEachKey(
+          member(o, "candidateBsrs"), member(&n, "candidateBsrs"), childHint(h, "candidateBsrs"),
+          [&](const std::string& name, const Json* co, Json* cn, const Json* ch) {
+            const IpGenPrefix p = prefix(name);
+            if (cn == nullptr) {
+              s.cbsrDel(p);
+              return;
+            }
+            const Json* hint = co != nullptr ? ch : nullptr;
+            Ent::Ptr<Pim::Bsr::CandidateBsr> c = s.cbsrIs(p);
+            if (touched(hint, "interface"))
+              c->intfIdIs(IntfId((*cn)["interface"].get<std::string>()));
+            if (touched(hint, "priority")) {
+              c->priorityIs(
+                  static_cast<uint16_t>(unsignedOr(*cn, "priority", Schema::kDefaultCbsrPriority)));
+            }
+          });
+    }
+    if (touched(h, "electedBsrs")) {
+      forEachKey(member(o, "electedBsrs"), member(&n, "electedBsrs"), childHint(h, "electedBsrs"),
+                 [&](const std::string& name, const Json*, Json* en, const Json*) {
+                   const IpGenPrefix p = prefix(name);
+                   if (en == nullptr) {
+                     s.electedBsrDel(p);
+                   } else {
+                     s.electedBsrIs(p)->bsrAddressIs(address((*en)["address"].get<std::string>()));
+                   }
+                 });
+    }
+    if (touched(h, "candidateRps")) {
+      forEachKey(member(o, "candidateRps"), member(&n, "candidateRps"),
+                 childHint(h, "candidateRps"),
+                 [&](const std::string& name, const Json*, Json* rn, const Json*) {
+                   if (rn == nullptr) {
+                     s.crpDel(address(name));
+                   } else {
+                     s.crpIs(address(name));
+                   }
+                 });
+    }
+  }
+
+  // -- candidateRpStatus, staticRpStatus
+
+  void crpStatusIs(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json& n,
+                   const Json* h) {
+    rpStatusIs(*st_.crpStatusColl(af), Schema::kDefaultCandidateRpType, vrf, o, n, h);
+  }
+  void crpStatusDel(AddressFamily af, const L3::VrfName& vrf) {
+    st_.crpStatusColl(af)->vrfStatusDel(vrf);
+  }
+  void staticRpStatusIs(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json& n,
+                        const Json* h) {
+    rpStatusIs(*st_.staticRpStatusColl(af), Schema::kDefaultStaticRpType, vrf, o, n, h);
+  }
+  void staticRpStatusDel(AddressFamily af, const L3::VrfName& vrf) {
+    st_.staticRpStatusColl(af)->vrfStatusDel(vrf);
+  }
+
+  void rpStatusIs(Pim::RpCandidateStatusColl& coll, std::string_view defaultType,
+                  const L3::VrfName& vrf, const Json* o, Json& n, const Json* h) {
+    if (Pim::RpCandidateStatus* s = coll.vrfStatus().find(vrf)) {
+      return fillRpStatus(*s, defaultType, o, n, h);
+    }
+    auto s =
+        Ent::make<Pim::RpCandidateStatus>(vrf, enumOr(n, "rpType", Schema::kRpTypes, defaultType));
+    fillRpStatus(*s, defaultType, nullptr, n, nullptr);
+    coll.vrfStatusIs(s);
+  }
+
+  void fillRpStatus(Pim::RpCandidateStatus& s, std::string_view defaultType, const Json* o, Json& n,
+                    const Json* h) {
+    if (touched(h, "rpType")) s.rpTypeIs(enumOr(n, "rpType", Schema::kRpTypes, defaultType));
+    if (!touched(h, "groups")) return;
+    forEachKey(member(o, "groups"), member(&n, "groups"), childHint(h, "groups"),
+               [&](const std::string& name, const Json* go, Json* gn, const Json* gh) {
+                 const IpGenPrefix p = prefix(name);
+                 if (gn == nullptr) {
+                   s.crpSetDel(p);
+                 } else if (Pim::RpCandidateSet* set = s.crpSet().find(p)) {
+                   fillRpSet(*set, go, *gn, go != nullptr ? gh : nullptr);
+                 } else {
+                   auto made = Ent::make<Pim::RpCandidateSet>(p);
+                   fillRpSet(*made, nullptr, *gn, nullptr);
+                   s.crpSetIs(made);
+                 }
+               });
+  }
+
+  void fillRpSet(Pim::RpCandidateSet& set, const Json* o, Json& n, const Json* h) {
+    forEachKey(o, &n, h, [&](const std::string& name, const Json* ro, Json* rn, const Json* rh) {
+      const IpGenAddr a = address(name);
+      if (rn == nullptr) {
+        set.rpCandidateDel(a);
+      } else if (Pim::RpCandidate* rp = set.rpCandidate().find(a)) {
+        fillRp(*rp, ro, *rn, ro != nullptr ? rh : nullptr);
+      } else {
+        auto made = Ent::make<Pim::RpCandidate>(a);
+        fillRp(*made, ro, *rn, nullptr);
+        set.rpCandidateIs(made);
+      }
+    });
+  }
+
+  void fillRp(Pim::RpCandidate& rp, const Json* o, Json& n, const Json* h) {
+    const auto hold = static_cast<uint32_t>(unsignedOr(n, "holdTime", Schema::kDefaultRpHoldTime));
+    // An RP learnt now expires one hold time from now.
+    const double expiry = resolveTime(n, "expiry", o, now_ + hold);
+    if (touched(h, "holdTime")) rp.holdTimeIs(hold);
+    if (touched(h, "expiry")) rp.expiryTimeIs(expiry);
+  }
+
+  // -- mfibConfig
+
+  void mfibConfigIs(AddressFamily af, const L3::VrfName& vrf, const Json*, Json& n, const Json* h) {
+    Routing::Multicast::Fib::VrfConfig& coll = *st_.mfibVrfConfig(af);
+    const bool fresh = coll.config().find(vrf.str()) == nullptr;
+    Ent::Ptr<Routing::Multicast::Fib::Config> c = coll.configIs(vrf.str());
+    if (fresh || touched(h, "routing")) {
+      c->routingIs(boolOr(n, "routing", Schema::kDefaultMfibRouting));
+    }
+  }
+  void mfibConfigDel(AddressFamily af, const L3::VrfName& vrf) {
+    st_.mfibVrfConfig(af)->configDel(vrf.str());
+  }
+
+  // -- routes
+
+  void routes(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json* n, const Json* h) {
+    if (n == nullptr) {
+      st_.routeTableDel(af, vrf);
+      return;
+    }
+    Ent::Ptr<PlatformState::RouteTable> table = st_.routeTableIs(af, vrf);
+    forEachKey(o, n, h, [&](const std::string& name, const Json* ro, Json* rn, const Json* rh) {
+      const Pim::RouteKey key = *parseRouteKey(name, af);
+      if (rn == nullptr) {
+        table->routeDel(key);
+      } else if (Sm::Route* r = table->route().find(key)) {
+        fillRoute(af, *r, ro, *rn, ro != nullptr ? rh : nullptr);
+      } else {
+        auto made = Ent::make<Sm::Route>(key);
+        fillRoute(af, *made, ro, *rn, nullptr);
+        table->routeIs(made);
+      }
+    });
+  }
+
+  void fillRoute(AddressFamily af, Sm::Route& r, const Json* o, Json& n, const Json* h) {
+    const double created = resolveTime(n, "created", o, now_);
+    if (touched(h, "created")) r.creationTimeIs(created);
+    if (touched(h, "upstream")) {
+      if (const Json* up = member(&n, "upstream")) {
+        const Json* rpf = member(up, "rpfNeighbor");
+        r.upstreamInfoIs(
+            IntfId((*up)["interface"].get<std::string>()),
+            rpf != nullptr ? address(rpf->get<std::string>()) : IpGenAddr::unspecified(af));
+      } else {
+        r.upstreamInfoDel();
+      }
+    }
+    if (touched(h, "flags")) {
+      uint8_t flags = 0;
+      if (const Json* f = member(&n, "flags")) {
+        for (const Json& flag : *f) {
+          flags |= *Schema::valueOf(Schema::kRouteFlags, flag.get_ref<const std::string&>());
+        }
+      }
+      r.flagsIs(flags);
+    }
+    if (!touched(h, "interfaces")) return;
+    forEachKey(member(o, "interfaces"), member(&n, "interfaces"), childHint(h, "interfaces"),
+               [&](const std::string& name, const Json* io, Json* in, const Json* ih) {
+                 const IntfId id(name);
+                 if (in == nullptr) {
+                   r.routeIntfDel(id);
+                 } else if (Sm::Intf* intf = r.routeIntf().find(id)) {
+                   fillRouteIntf(*intf, *in, io != nullptr ? ih : nullptr);
+                 } else {
+                   auto made = Ent::make<Sm::Intf>(id);
+                   fillRouteIntf(*made, *in, nullptr);
+                   r.routeIntfIs(made);
+                 }
+               });
+  }
+
+  static void fillRouteIntf(Sm::Intf& intf, const Json& n, const Json* h) {
+    if (touched(h, "assertState")) {
+      intf.assertStateIs(
+          enumOr(n, "assertState", Schema::kAssertStates, Schema::kDefaultAssertState));
+    }
+    if (touched(h, "assertMetric")) {
+      intf.assertMetricIs(static_cast<uint32_t>(unsignedOr(n, "assertMetric", 0)));
+    }
+    if (touched(h, "assertMetricPref")) {
+      intf.assertMetricPrefIs(static_cast<uint32_t>(unsignedOr(n, "assertMetricPref", 0)));
+    }
+    if (touched(h, "assertRptBit")) intf.assertRptBitIs(boolOr(n, "assertRptBit", false));
+    if (touched(h, "rptState")) {
+      intf.rptStateIs(enumOr(n, "rptState", Schema::kRptStates, Schema::kDefaultRptState));
+    }
+    if (touched(h, "forward")) intf.forwardIs(boolOr(n, "forward", Schema::kDefaultForward));
+  }
+
+  // -- fib
+
+  void fib(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json* n, const Json* h) {
+    if (n == nullptr) {
+      st_.fibTableDel(af, vrf);
+      return;
+    }
+    Ent::Ptr<PlatformState::FibTable> table = st_.fibTableIs(af, vrf);
+    const Json* indexes = member(n, "oifIndexes");
+    bool remapped = false;
+    if (touched(h, "oifIndexes")) {
+      remapped = syncOifIndexes(*table, member(o, "oifIndexes"), indexes);
+    }
+    if (!touched(h, "routes") && !remapped) return;
+    // A moved OIF index changes the OIF bits of every route using it: check them all.
+    const Json* hint = remapped ? nullptr : childHint(h, "routes");
+    forEachKey(member(o, "routes"), member(n, "routes"), hint,
+               [&](const std::string& name, const Json*, Json* rn, const Json*) {
+                 const auto key = Pim::pimRouteKeyToMfibKey(*parseRouteKey(name, af));
+                 if (rn == nullptr) {
+                   table->routeDel(key);
+                 } else {
+                   upsertFibRoute(*table, indexes, key, *rn);
+                 }
+               });
+  }
+
+  // Puts the table's OIF map in line with `indexes` (interface -> index); returns whether an
+  // interface kept in the map moved to another index.
+  static bool syncOifIndexes(PlatformState::FibTable& table, const Json* oldIndexes,
+                             const Json* indexes) {
+    std::map<uint16_t, std::string> wanted;
+    if (indexes != nullptr) {
+      for (const auto& [name, v] : indexes->items()) {
+        wanted.emplace(static_cast<uint16_t>(unsignedValue(v)), name);
+      }
+    }
+    // Stale entries go first: the agent drops both directions of a mapping it is told is gone,
+    // which would undo the new mapping of an interface that moved.
+    std::vector<OifIndex> stale;
+    for (const auto& [index, intf] : table.oifIndexIntf()) {
+      auto it = wanted.find(index.value);
+      if (it == wanted.end() || it->second != intf.name()) stale.push_back(index);
+    }
+    for (OifIndex index : stale) table.oifIndexIntfDel(index);
+    for (const auto& [index, name] : wanted) table.oifIndexIntfIs(OifIndex(index), IntfId(name));
+
+    bool moved = false;
+    if (oldIndexes != nullptr && oldIndexes->is_object()) {
+      for (const auto& [name, v] : oldIndexes->items()) {
+        const Json* now = member(indexes, name);
+        if (!v.is_null() && now != nullptr && unsignedValue(*now) != unsignedValue(v)) moved = true;
+      }
+    }
+    return moved;
+  }
+
+  static void upsertFibRoute(PlatformState::FibTable& table, const Json* indexes,
+                             const Routing::Multicast::Fib::IpGenRouteKey& key, const Json& n) {
+    Shtab::Multicast::Fib::Route route;
+    if (const Json* oifs = member(&n, "oifs")) {
+      for (const Json& oif : *oifs) {
+        route.oifIs(OifIndex(
+            static_cast<uint16_t>(unsignedValue((*indexes)[oif.get_ref<const std::string&>()]))));
+      }
+    }
+    const uint64_t packets = unsignedOr(n, "packets", 0);
+    const uint64_t bytes = unsignedOr(n, "bytes", 0);
+    auto it = table.route().find(key);
+    if (it == table.route().end()) {
+      route.countersIs(packets, bytes);
+      table.routeIs(key, route);
+      return;
+    }
+    // Counters move without announcements: compare the rest with the old counters.
+    route.countersIs(it->second.packets(), it->second.bytes());
+    if (!(route == it->second)) table.routeIs(key, route);
+    table.routeCountersIs(key, packets, bytes);
+  }
+
+  using Upsert = void (Sync::*)(AddressFamily, const L3::VrfName&, const Json*, Json&, const Json*);
+  using Remove = void (Sync::*)(AddressFamily, const L3::VrfName&);
+  struct Input {
+    std::string_view name;
+    Upsert upsert;
+    Remove remove;
+  };
+  // The seven inputs of a VRF, in the order the agent checks them.
+  static constexpr Input kInputs[] = {
+      {"pimConfig", &Sync::pimConfigIs, &Sync::pimConfigDel},
+      {"pimStatus", &Sync::pimStatusIs, &Sync::pimStatusDel},
+      {"bsrStatus", &Sync::bsrStatusIs, &Sync::bsrStatusDel},
+      {"candidateRpStatus", &Sync::crpStatusIs, &Sync::crpStatusDel},
+      {"staticRpStatus", &Sync::staticRpStatusIs, &Sync::staticRpStatusDel},
+      {"bsrConfig", &Sync::bsrConfigIs, &Sync::bsrConfigDel},
+      {"mfibConfig", &Sync::mfibConfigIs, &Sync::mfibConfigDel},
+  };
+
+  PlatformState& st_;
+  const double now_;
+};
+
+}  // namespace
+
+void apply(Document& current, Document next, PlatformState& state) {
+  Sync(state, Plat::now()).run(&current.json(), DocumentTimes::json(next), nullptr);
+  current = std::move(next);
+}
+
+ApplyResult applyText(Document& current, std::string_view text, PlatformState& state) {
+  ParseResult parsed = Document::parse(text);
+  if (!parsed.document) return {false, std::move(parsed.errors)};
+  apply(current, std::move(*parsed.document), state);
+  return {true, {}};
+}
+
+ApplyResult applyPatch(Document& current, const Json& patch, PlatformState& state) {
+  Json before;
+  ValidationErrors errors = current.mergePatch(patch, &before);
+  if (!errors.empty()) return {false, std::move(errors)};
+  Sync(state, Plat::now()).run(&before, DocumentTimes::json(current), &patch);
+  return {true, {}};
+}
+
+ApplyResult applyPatchText(Document& current, std::string_view patchText, PlatformState& state) {
+  JsonParseResult parsed = parseJson(patchText);
+  if (!parsed.value) return {false, std::move(parsed.errors)};
+  return applyPatch(current, *parsed.value, state);
+}
+
+}  // namespace PimSnmpd

@@ -1,0 +1,23 @@
+#pragma once
+
+// JSON merge patch (RFC 7396): a patch object's members replace the target's, null deletes a
+// member, objects merge recursively; any patch that is not an object replaces the target.
+
+#include <nlohmann/json.hpp>
+
+namespace PimSnmpd {
+
+// The patched copy of `target`.
+nlohmann::json mergePatch(nlohmann::json target, const nlohmann::json& patch);
+
+// Patches `target` in place. Costs O(size of the patch x log(size of target)): untouched
+// members are neither copied nor visited.
+void mergePatchInPlace(nlohmann::json& target, const nlohmann::json& patch);
+
+// Patches `target` in place and returns what the patch replaced: for an object patch, an object
+// with the patch's members, each holding the target's old value (null when it had none) or,
+// where both patch and old value are objects, the same projection one level down. Applying the
+// result as a merge patch restores `target`, provided the old target held no null values.
+nlohmann::json mergePatchInPlaceWithUndo(nlohmann::json& target, const nlohmann::json& patch);
+
+}  // namespace PimSnmpd

@@ -1,0 +1,128 @@
+#pragma once
+
+// The platform state document fed to pimsnmpd: one JSON object holding every interface and, per
+// VRF and address family, every platform input the agent follows (docs/state-document.md).
+// A Document is always valid: it is only built by parsing or validating, and a merge patch
+// that would make it invalid is refused without changing it.
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "platform/Lanet/AddressFamily.h"
+#include "platform/Routing/Pim/RouteKey.h"
+
+namespace PimSnmpd {
+
+using Json = nlohmann::json;
+
+// One problem of a document or patch: where (an RFC 6901 JSON pointer, "" for the whole text)
+// and why.
+struct ValidationError {
+  std::string path;
+  std::string reason;
+
+  // "<path>: <reason>", with "(document)" for the empty path.
+  std::string toString() const;
+  bool operator==(const ValidationError&) const = default;
+};
+using ValidationErrors = std::vector<ValidationError>;
+
+// Validation stops collecting after this many errors and adds one entry saying how many more
+// there were.
+inline constexpr size_t kMaxReportedErrors = 100;
+// Deeper nesting is refused while parsing (the document itself is 11 levels deep), which keeps
+// every later recursive walk shallow.
+inline constexpr size_t kMaxJsonDepth = 64;
+
+struct JsonParseResult {
+  std::optional<Json> value;
+  ValidationErrors errors;
+};
+
+// Parses JSON text. A syntax error is reported at path "" with its line and column; a member
+// name that occurs twice in one object is reported at its path (JSON parsers disagree on which
+// one wins, so the text is refused rather than guessed at).
+JsonParseResult parseJson(std::string_view text);
+
+// Checks a whole document; empty when it is valid.
+ValidationErrors validate(const Json& doc);
+
+// "S,G" / "*,G" in canonical form, of family `af`; nullopt for anything else.
+std::optional<Routing::Pim::RouteKey> parseRouteKey(std::string_view text, Lanet::AddressFamily af);
+// The canonical key text: "10.1.1.1,239.1.1.1", "*,ff0e::1".
+std::string routeKeyText(const Routing::Pim::RouteKey& key);
+
+// RFC 6901 escaping of one pointer token ("~" -> "~0", "/" -> "~1").
+std::string pointerToken(std::string_view name);
+
+struct ParseResult;
+
+class Document {
+ public:
+  // Something a route or PIM record names by interface: the interface must be defined in
+  // /interfaces (af unknown, vrf empty) or, for a FIB OIF, in that family's fib/oifIndexes.
+  struct RefKey {
+    std::string vrf;
+    Lanet::AddressFamily af = Lanet::AddressFamily::unknown;
+    std::string name;
+    auto operator<=>(const RefKey& o) const {
+      return std::tie(vrf, af, name) <=> std::tie(o.vrf, o.af, o.name);
+    }
+    bool operator==(const RefKey&) const = default;
+  };
+  using RefCounts = std::map<RefKey, int64_t>;
+
+  // The empty document {}: no interfaces, no VRFs.
+  Document();
+
+  static ParseResult parse(std::string_view text);
+  static ParseResult fromJson(Json json);
+
+  const Json& json() const { return json_; }
+  std::string dump(int indent = 2) const { return json_.dump(indent); }
+
+  // Applies an RFC 7396 merge patch when the patched document is valid, checking only what the
+  // patch touches (plus the references to what it removes). Returns the errors and leaves the
+  // document unchanged otherwise. On success `before`, if given, receives what the patch
+  // replaced: an object of the patch's shape whose leaves are the old values (null where there
+  // was none), which is what an applier diffs the patched subtrees against.
+  ValidationErrors mergePatch(const Json& patch, Json* before = nullptr);
+
+  // How often the document names `name` (see RefKey): a consistency index kept up to date by
+  // mergePatch, so that removing an interface still in use is caught without a full scan.
+  int64_t refCount(const RefKey& key) const;
+  const RefCounts& refCounts() const { return refs_; }
+
+  // Counts the references in `doc`, or with a hint (a merge patch) only in the subtrees it
+  // touches, adding `sign` per reference. Exposed for tests of the index.
+  static void countRefs(const Json& doc, const Json* hint, int sign, RefCounts& out);
+
+ private:
+  friend struct DocumentTimes;
+  Document(Json json, RefCounts refs) : json_(std::move(json)), refs_(std::move(refs)) {}
+
+  Json json_;
+  RefCounts refs_;
+};
+
+struct ParseResult {
+  std::optional<Document> document;
+  ValidationErrors errors;
+  bool ok() const { return document.has_value(); }
+};
+
+// The applier's access to the document's times: omitted times are resolved in place when an
+// item is first applied (adding a time member never affects validity or the reference index).
+struct DocumentTimes {
+  static Json& json(Document& d) { return d.json_; }
+};
+
+}  // namespace PimSnmpd

@@ -1,0 +1,56 @@
+#!/usr/bin/env python3
+"""The demo set-up: the shipped demo document and configuration with --simulate. Counters
+grow, a neighbor flaps (pimNeighborLoss reaches snmptrapd) and a route comes and goes, all
+as updates through the applier (none refused)."""
+
+import os
+import time
+
+import e2elib as e
+from e2elib import check, check_eq
+
+MC_PKTS = "1.3.6.1.2.1.168.1.5.1.19"
+
+
+def main():
+    with e.Env("simulate") as env:
+        trapd, trap_port = env.snmptrapd()
+        with open(os.path.join(e.SOURCE_DIR, "packaging", "pimsnmpd.conf")) as f:
+            shipped = f.read().splitlines()
+        proc, port, feed = env.pimsnmpd(
+            os.path.join(e.SOURCE_DIR, "examples", "demo-state.json"),
+            config_lines=shipped + [f"trap2sink 127.0.0.1:{trap_port} public"],
+            args=["--simulate", "--simulate-period", "0.1", "--community-prefix", "public"])
+        status = env.status(feed)
+        contexts = sorted(status["contexts"])
+        check(len(contexts) >= 2, f"the demo serves several contexts: {contexts}")
+
+        # Counters grow between two reads.
+        def packets():
+            return sum(v for _, v in e.walk(env, port, MC_PKTS, community="public").values())
+        first = packets()
+        e.wait_for(lambda: packets() > first, 5, "ipMcastRoutePkts to grow")
+
+        # A neighbor flaps: the loss reaches the trap receiver.
+        e.wait_for(lambda: any(e.PIM_NEIGHBOR_LOSS in l for l in trapd.output().splitlines()
+                               if l.startswith("TRAP ")), 10, "pimNeighborLoss from the simulation")
+
+        # A route comes and goes: some context's route count takes two values (sampled over
+        # three churn periods).
+        seen = {c: set() for c in contexts}
+        for _ in range(30):
+            for c in contexts:
+                seen[c].add(e.table_counts(env, feed, c).get("ipMcastRouteTable"))
+            if any(len(v) >= 2 for v in seen.values()):
+                break
+            time.sleep(0.1)
+        check(any(len(v) >= 2 for v in seen.values()), f"route counts seen: {seen}")
+
+        status = env.status(feed)
+        check(status["simulation"]["steps"] >= 12, f"simulation steps: {status['simulation']}")
+        check_eq(status["state"]["updatesRefused"], 0, "refused simulation updates")
+        check_eq(proc.stop(), 0, "pimsnmpd exit code")
+
+
+if __name__ == "__main__":
+    e.run(main)
