@@ -272,7 +272,8 @@ class Env:
             "agentXPerms 0600 0700",
             *config_lines,
         ]) + "\n")
-        proc = self.start(name, [SNMPD, "-f", "-Lo", "-C", "-c", conf,
+        # -I -smux: no SMUX listener (port 199), which parallel tests would also contend for.
+        proc = self.start(name, [SNMPD, "-f", "-Lo", "-C", "-c", conf, "-I", "-smux",
                                  "-p", self.path(f"{name}.pid")])
         wait_for(lambda: os.path.exists(agentx) or not proc.alive(), 15, f"{name} AgentX socket")
         check(proc.alive(), f"{name} exited:\n{proc.output()}")
