@@ -184,13 +184,7 @@ struct Daemon::Impl {
           Snmp::mibContexts(), options.communityPrefix, options.communitySource,
           [](const std::string& line) { return netsnmpConfigure(line); });
     }
-    // A master agent would also open SMUX on 0.0.0.0:199; the daemon listens on the
-    // configured addresses only.
-    const auto beforeSnmpInit = [] {
-      char noSmux[] = "-smux";
-      add_to_init_list(noSmux);
-    };
-    if (!host->init(beforeSnmpInit)) {
+    if (!host->init()) {
       Log::error("SNMP agent: {}", host->error());
       return false;
     }

@@ -122,6 +122,12 @@ bool AgentHost::init(const std::function<void()>& beforeSnmpInit) {
   }
   liveHost = this;
   initialized_ = true;
+  if (master) {
+    // A master would also open SMUX on 0.0.0.0:199; the agent listens on its configured
+    // addresses only.
+    char noSmux[] = "-smux";
+    add_to_init_list(noSmux);
+  }
   if (beforeSnmpInit) beforeSnmpInit();
   init_snmp(options_.appName.c_str());
   if (master && init_master_agent() != 0) {

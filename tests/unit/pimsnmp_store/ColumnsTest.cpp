@@ -71,6 +71,15 @@ TEST_F(ColumnsTest, InterfaceWithoutRecordReadsNeutralValues) {
   EXPECT_EQ(row.rowStatus(), 1);
 }
 
+TEST_F(ColumnsTest, InterfaceWithoutElectedDrReadsZeroAddress) {
+  // A record with no DR yet must still give four octets, or the IpAddress varbind is unsendable.
+  auto intf = Ent::make<Routing::Pim::Intf>(IntfId("Ethernet1"));
+  intf->addressIs(v4("10.0.0.1"), 24);
+  PimInterfaceEntry row(7, intf, nullptr);
+  EXPECT_EQ(row.drAddr(), v4("0.0.0.0"));
+  EXPECT_EQ(row.address(), v4("10.0.0.1"));
+}
+
 TEST_F(ColumnsTest, CandidateBsrPreferenceOfTheRowsInterface) {
   auto intf = Ent::make<Routing::Pim::Intf>(IntfId("Ethernet1"));
   auto bsr = Ent::make<Routing::Pim::Bsr::Status>(L3::VrfName("red"));
