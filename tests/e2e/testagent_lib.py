@@ -5,7 +5,7 @@ on random loopback ports, in a private temporary directory.
 `with Env() as env:` stops everything it started when the block ends; every wait is bounded.
 The agent binary comes from PIMSNMP_TESTAGENT (set by ctest).
 
-The fixture rows (tests/agent/Fixture.cpp) are written out below as the varbinds a walk must
+The fixture rows (tools/testagent/Fixture.cpp) are written out below as the varbinds a walk must
 return: `expected_walk(root, vrf)`.
 """
 
@@ -22,14 +22,10 @@ import traceback
 
 TESTAGENT = os.environ.get("PIMSNMP_TESTAGENT", "pimsnmp-testagent")
 SNMPTRAPD = shutil.which("snmptrapd") or "/usr/sbin/snmptrapd"
+from e2ecommon import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, PIM_NEIGHBOR_IFINDEX,  # noqa: F401
+                       PIM_NEIGHBOR_LOSS, SNMP_TRAP_OID, Failure, check, check_eq, free_port)
 
-PIM_MIB = "1.3.6.1.3.61"
-IPMROUTE_MIB = "1.3.6.1.2.1.83"
-IPMCAST_MIB = "1.3.6.1.2.1.168"
 PIM_RP_TABLE = "1.3.6.1.3.61.1.1.5"
-PIM_NEIGHBOR_LOSS = "1.3.6.1.3.61.1.0.1"
-PIM_NEIGHBOR_IFINDEX = "1.3.6.1.3.61.1.1.3.1.2"
-SNMP_TRAP_OID = "1.3.6.1.6.3.1.1.4.1.0"
 
 # Client timeout (seconds) and retries: the agent is local, an answer takes milliseconds.
 CLIENT_TIMEOUT = "2"
@@ -38,35 +34,6 @@ CLIENT_RETRIES = "1"
 NO_SUCH_OBJECT = "noSuchObject"
 NO_SUCH_INSTANCE = "noSuchInstance"
 END_OF_MIB = "endOfMibView"
-
-
-class Failure(Exception):
-    pass
-
-
-def check(condition, message):
-    if not condition:
-        raise Failure(message)
-
-
-def check_eq(actual, expected, what):
-    if actual != expected:
-        raise Failure(f"{what}: expected {expected!r}, got {actual!r}")
-
-
-def free_port():
-    """A port free for both UDP and TCP on 127.0.0.1 (the kernel's pick, released)."""
-    for _ in range(100):
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as u:
-            u.bind(("127.0.0.1", 0))
-            port = u.getsockname()[1]
-            try:
-                with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as t:
-                    t.bind(("127.0.0.1", port))
-            except OSError:
-                continue
-            return port
-    raise Failure("no free port")
 
 
 def wait_for(condition, timeout, what, interval=0.05):

@@ -1,0 +1,40 @@
+"""What both end-to-end harnesses share: the MIB roots and notification OIDs, the failure
+type and checks, and loopback port selection."""
+
+import socket
+
+PIM_MIB = "1.3.6.1.3.61"
+IPMROUTE_MIB = "1.3.6.1.2.1.83"
+IPMCAST_MIB = "1.3.6.1.2.1.168"
+PIM_NEIGHBOR_LOSS = "1.3.6.1.3.61.1.0.1"
+PIM_NEIGHBOR_IFINDEX = "1.3.6.1.3.61.1.1.3.1.2"
+SNMP_TRAP_OID = "1.3.6.1.6.3.1.1.4.1.0"
+
+
+class Failure(Exception):
+    pass
+
+
+def check(condition, message):
+    if not condition:
+        raise Failure(message)
+
+
+def check_eq(actual, expected, what):
+    if actual != expected:
+        raise Failure(f"{what}: expected {expected!r}, got {actual!r}")
+
+
+def free_port():
+    """A port free for both UDP and TCP on 127.0.0.1 (the kernel's pick, released)."""
+    for _ in range(100):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as u:
+            u.bind(("127.0.0.1", 0))
+            port = u.getsockname()[1]
+            try:
+                with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as t:
+                    t.bind(("127.0.0.1", port))
+            except OSError:
+                continue
+            return port
+    raise Failure("no free port")
