@@ -9,7 +9,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build-bench}
 rows=${2:-2000}
-agent="$build/tests/agent/pimsnmp-testagent"
+agent="$build/tools/testagent/pimsnmp-testagent"
 [ -x "$agent" ] || { echo "no $agent: run bench/run_walk_bench.sh $build first" >&2; exit 1; }
 
 dir=$(mktemp -d /tmp/pimsnmp-profile-XXXXXX)

@@ -20,6 +20,6 @@ fi
 cmake --build "$build" -j 2 --target pimsnmp-testagent
 build_type=$(sed -n 's/^CMAKE_BUILD_TYPE:[A-Z]*=//p' "$build/CMakeCache.txt")
 
-python3 bench/walk_bench.py --agent "$build/tests/agent/pimsnmp-testagent" --runs "$runs" \
+python3 bench/walk_bench.py --agent "$build/tools/testagent/pimsnmp-testagent" --runs "$runs" \
   --sizes "$sizes" --benchmarks BENCHMARKS.md \
   --command "bench/run_walk_bench.sh $build $runs $sizes" --build-type "${build_type:-default}"

@@ -2,7 +2,7 @@
 """Table-walk benchmark (run through bench/run_walk_bench.sh).
 
 For each table size, starts pimsnmp-testagent with that many generated IPv4 routes in the
-default VRF's ipMcastRouteTable and the stock reference table (tests/agent/ReferenceTable.h:
+default VRF's ipMcastRouteTable and the stock reference table (tools/testagent/ReferenceTable.h:
 same rows, index and served columns, values computed once, net-snmp's own container table),
 then bulk-walks both alternately with `snmpbulkwalk -v2c -Cr50 -Oqn`. Per walk it records the
 varbinds returned, the wall time and the agent's CPU time (utime + stime from /proc/<pid>/stat).
@@ -235,7 +235,7 @@ six served columns: 7-10, 18, 19) against the embedded master of `pimsnmp-testag
 the same agent process, walked alternately with it, a reference table: net-snmp's own
 container table (`table_container` over its sorted binary array, the machinery under `tdata`)
 at 1.3.6.1.4.1.99999.1 with the same rows, index and served columns and every value computed
-once (`tests/agent/ReferenceTable.cpp`). Both walks must return the same suffixes and values.
+once (`tools/testagent/ReferenceTable.cpp`). Both walks must return the same suffixes and values.
 Agent CPU is utime + stime of the agent process from `/proc/<pid>/stat` before and after each
 sample; a sample of the small table repeats the walk until it holds about 300k varbinds.
 Medians of {runs} runs. Varbinds/s is wall time on the client side, client process included.

@@ -1,4 +1,4 @@
-#include "tests/agent/AgentSetup.h"
+#include "tools/testagent/AgentSetup.h"
 
 #include "PimSnmp/PimMIB/PimMIB.h"
 #include "PimSnmp/ipMRouteStdMIB/ipMRouteStdMIB.h"

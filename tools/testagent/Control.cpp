@@ -1,4 +1,4 @@
-#include "tests/agent/Control.h"
+#include "tools/testagent/Control.h"
 
 #include <net-snmp/net-snmp-config.h>
 

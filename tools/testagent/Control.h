@@ -21,8 +21,8 @@
 #include <memory>
 #include <string>
 
-#include "tests/agent/AgentSetup.h"
-#include "tests/agent/Fixture.h"
+#include "tools/testagent/AgentSetup.h"
+#include "tools/testagent/Fixture.h"
 
 namespace TestAgent {
 

@@ -1,4 +1,4 @@
-#include "tests/agent/Fixture.h"
+#include "tools/testagent/Fixture.h"
 
 #include <stdexcept>
 #include <string>

@@ -17,7 +17,7 @@
 #include "platform/Routing/Pim/RouteKey.h"
 #include "platform/Routing/Pim/SparseMode/Route.h"
 #include "platform/Shtab/Multicast/Fib/Status.h"
-#include "tests/agent/AgentSetup.h"
+#include "tools/testagent/AgentSetup.h"
 
 namespace TestAgent {
 

@@ -1,4 +1,4 @@
-#include "tests/agent/ReferenceTable.h"
+#include "tools/testagent/ReferenceTable.h"
 
 #include <cstring>
 #include <stdexcept>

@@ -26,10 +26,10 @@
 #include "platform/Clock/Clock.h"
 #include "platform/Snmp/Converters.h"
 #include "platform/Trace/Trace.h"
-#include "tests/agent/AgentSetup.h"
-#include "tests/agent/Control.h"
-#include "tests/agent/Fixture.h"
-#include "tests/agent/ReferenceTable.h"
+#include "tools/testagent/AgentSetup.h"
+#include "tools/testagent/Control.h"
+#include "tools/testagent/Fixture.h"
+#include "tools/testagent/ReferenceTable.h"
 
 namespace {
 
