@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include "platform/Lanet/AddressFamily.h"
+#include "platform/Lanet/ByteOrder.h"
 #include "platform/Lanet/IpAddr.h"
 
 namespace Lanet {
@@ -65,13 +66,17 @@ class IpGenAddr {
 
   // Family first (unknown < ipv4 < ipv6), then octets in network order; for IPv4 this is
   // the order of an IpAddress index's four sub-identifiers.
-  // Inline: these run on every step of a map lookup.
+  // Inline and without a library call: they run on every step of a map lookup.
   std::strong_ordering operator<=>(const IpGenAddr& other) const {
     if (af_ != other.af_) return af_ <=> other.af_;
-    return std::memcmp(bytes_.data(), other.bytes_.data(), kMaxBytes) <=> 0;
+    if (auto c = detail::loadBe64(bytes_.data()) <=> detail::loadBe64(other.bytes_.data());
+        c != 0) {
+      return c;
+    }
+    return detail::loadBe64(bytes_.data() + 8) <=> detail::loadBe64(other.bytes_.data() + 8);
   }
   bool operator==(const IpGenAddr& other) const {
-    return af_ == other.af_ && std::memcmp(bytes_.data(), other.bytes_.data(), kMaxBytes) == 0;
+    return af_ == other.af_ && bytes_ == other.bytes_;
   }
 
  private:

@@ -14,6 +14,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/Lanet/ByteOrder.h"
 #include "platform/Lanet/IpGenAddr.h"
 
 namespace Snmp {
@@ -72,11 +73,18 @@ class InetAddress {
   std::strong_ordering operator<=>(const InetAddress& other) const {
     if (type_ != other.type_) return type_ <=> other.type_;
     if (size_ != other.size_) return size_ <=> other.size_;
-    return std::memcmp(octets_.data(), other.octets_.data(), size_) <=> 0;
+    // Equal lengths and zeros past them: the whole arrays compare as the octets do.
+    static_assert(kMaxOctets == 8 + 8 + 4);
+    using Lanet::detail::loadBe32;
+    using Lanet::detail::loadBe64;
+    const uint8_t* a = octets_.data();
+    const uint8_t* b = other.octets_.data();
+    if (auto c = loadBe64(a) <=> loadBe64(b); c != 0) return c;
+    if (auto c = loadBe64(a + 8) <=> loadBe64(b + 8); c != 0) return c;
+    return loadBe32(a + 16) <=> loadBe32(b + 16);
   }
   bool operator==(const InetAddress& other) const {
-    return type_ == other.type_ && size_ == other.size_ &&
-           std::memcmp(octets_.data(), other.octets_.data(), kMaxOctets) == 0;
+    return type_ == other.type_ && size_ == other.size_ && octets_ == other.octets_;
   }
 
  private:
