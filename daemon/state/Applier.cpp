@@ -46,29 +46,38 @@ const Json* childHint(const Json* hint, std::string_view name) {
   return h != nullptr && h->is_object() ? h : nullptr;
 }
 
+// Which members forEachKey visits: those that go away, those that stay or arrive, or both.
+enum class Pass { removals, upserts, both };
+
 // Calls f(name, oldValue, newValue, childHint) for the members of two maps that may differ:
 // those the hint names, or without a hint all members of either. A side without the member
 // passes null; a member absent on both sides is skipped. Removals come first, so that a record
 // that takes over something (an ifIndex, a key) from a removed one never meets it.
 template <class F>
-void forEachKey(const Json* oldMap, Json* newMap, const Json* hint, F&& f) {
+void forEachKey(const Json* oldMap, Json* newMap, const Json* hint, F&& f, Pass pass = Pass::both) {
+  const bool removals = pass != Pass::upserts;
+  const bool upserts = pass != Pass::removals;
   if (hint != nullptr) {
-    for (const auto& [name, h] : hint->items()) {
-      const Json* o = member(oldMap, name);
-      if (o != nullptr && member(newMap, name) == nullptr) f(name, o, nullptr, nullptr);
+    if (removals) {
+      for (const auto& [name, h] : hint->items()) {
+        const Json* o = member(oldMap, name);
+        if (o != nullptr && member(newMap, name) == nullptr) f(name, o, nullptr, nullptr);
+      }
     }
-    for (const auto& [name, h] : hint->items()) {
-      if (Json* n = member(newMap, name))
-        f(name, member(oldMap, name), n, h.is_object() ? &h : nullptr);
+    if (upserts) {
+      for (const auto& [name, h] : hint->items()) {
+        if (Json* n = member(newMap, name))
+          f(name, member(oldMap, name), n, h.is_object() ? &h : nullptr);
+      }
     }
     return;
   }
-  if (oldMap != nullptr && oldMap->is_object()) {
+  if (removals && oldMap != nullptr && oldMap->is_object()) {
     for (const auto& [name, o] : oldMap->items()) {
       if (!o.is_null() && member(newMap, name) == nullptr) f(name, &o, nullptr, nullptr);
     }
   }
-  if (newMap != nullptr && newMap->is_object()) {
+  if (upserts && newMap != nullptr && newMap->is_object()) {
     for (auto& [name, n] : newMap->items()) f(name, member(oldMap, name), &n, nullptr);
   }
 }
@@ -174,14 +183,17 @@ class Sync {
     for (const Input& in : kInputs) {
       if (touched(h, in.name) && member(&n, in.name) == nullptr) (this->*in.remove)(af, vrf);
     }
-    if (touched(h, "routes")) {
-      const Json* ro = member(o, "routes");
-      routes(af, vrf, ro, member(&n, "routes"), ro != nullptr ? childHint(h, "routes") : nullptr);
-    }
+    // Routes that go away leave before their FIB entries; new routes arrive after theirs. Either
+    // way the agent reconciles a route once, with its FIB entry in place or already gone, rather
+    // than once for the route and again for its FIB entry.
+    const Json* ro = member(o, "routes");
+    const Json* routesHint = ro != nullptr ? childHint(h, "routes") : nullptr;
+    if (touched(h, "routes")) routes(af, vrf, ro, member(&n, "routes"), routesHint, Pass::removals);
     if (touched(h, "fib")) {
       const Json* fo = member(o, "fib");
       fib(af, vrf, fo, member(&n, "fib"), fo != nullptr ? childHint(h, "fib") : nullptr);
     }
+    if (touched(h, "routes")) routes(af, vrf, ro, member(&n, "routes"), routesHint, Pass::upserts);
     for (const Input& in : kInputs) {
       if (!touched(h, in.name)) continue;
       if (Json* m = member(&n, in.name)) {
@@ -466,24 +478,30 @@ class Sync {
 
   // -- routes
 
-  void routes(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json* n, const Json* h) {
+  void routes(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json* n, const Json* h,
+              Pass pass) {
     if (n == nullptr) {
-      st_.routeTableDel(af, vrf);
+      if (pass == Pass::removals) st_.routeTableDel(af, vrf);
       return;
     }
-    Ent::Ptr<PlatformState::RouteTable> table = st_.routeTableIs(af, vrf);
-    forEachKey(o, n, h, [&](const std::string& name, const Json* ro, Json* rn, const Json* rh) {
-      const Pim::RouteKey key = *parseRouteKey(name, af);
-      if (rn == nullptr) {
-        table->routeDel(key);
-      } else if (Sm::Route* r = table->route().find(key)) {
-        fillRoute(af, *r, ro, *rn, ro != nullptr ? rh : nullptr);
-      } else {
-        auto made = Ent::make<Sm::Route>(key);
-        fillRoute(af, *made, ro, *rn, nullptr);
-        table->routeIs(made);
-      }
-    });
+    Ent::Ptr<PlatformState::RouteTable> table =
+        pass == Pass::removals ? st_.routeTable(af, vrf) : st_.routeTableIs(af, vrf);
+    if (!table) return;
+    forEachKey(
+        o, n, h,
+        [&](const std::string& name, const Json* ro, Json* rn, const Json* rh) {
+          const Pim::RouteKey key = *parseRouteKey(name, af);
+          if (rn == nullptr) {
+            table->routeDel(key);
+          } else if (Sm::Route* r = table->route().find(key)) {
+            fillRoute(af, *r, ro, *rn, ro != nullptr ? rh : nullptr);
+          } else {
+            auto made = Ent::make<Sm::Route>(key);
+            fillRoute(af, *made, ro, *rn, nullptr);
+            table->routeIs(made);
+          }
+        },
+        pass);
   }
 
   void fillRoute(AddressFamily af, Sm::Route& r, const Json* o, Json& n, const Json* h) {
@@ -658,18 +676,28 @@ ApplyResult applyText(Document& current, std::string_view text, PlatformState& s
   return {true, {}};
 }
 
-ApplyResult applyPatch(Document& current, const Json& patch, PlatformState& state) {
+namespace {
+
+// `patch` is taken: its values move into the document and it is left as the change's hint.
+ApplyResult applyPatchTaking(Document& current, Json& patch, PlatformState& state) {
   Json before;
-  ValidationErrors errors = current.mergePatch(patch, &before);
+  ValidationErrors errors = current.mergePatchTaking(patch, &before);
   if (!errors.empty()) return {false, std::move(errors)};
   Sync(state, Plat::now()).run(&before, DocumentTimes::json(current), &patch);
   return {true, {}};
 }
 
+}  // namespace
+
+ApplyResult applyPatch(Document& current, const Json& patch, PlatformState& state) {
+  Json copy = patch;
+  return applyPatchTaking(current, copy, state);
+}
+
 ApplyResult applyPatchText(Document& current, std::string_view patchText, PlatformState& state) {
   JsonParseResult parsed = parseJson(patchText);
   if (!parsed.value) return {false, std::move(parsed.errors)};
-  return applyPatch(current, *parsed.value, state);
+  return applyPatchTaking(current, *parsed.value, state);
 }
 
 }  // namespace PimSnmpd

@@ -14,8 +14,9 @@
 //
 // Order of changes: interfaces appear first and disappear last; per address family of a VRF,
 // inputs that go away are removed first (the agent withdraws the VRF before its tables churn),
-// then the route and FIB tables are updated, then the remaining inputs are created or updated
-// (a VRF's tables are filled before the agent sees it complete). New records are built in full
+// then the route and FIB tables are updated (routes that go away before the FIB changes, new
+// and changed routes after them), then the remaining inputs are created or updated (a VRF's
+// tables are filled before the agent sees it complete). New records are built in full
 // before they are inserted, so the agent sees one insertion, not a series of updates.
 //
 // Exceptions: none for valid input. Should a platform record, or an agent reactor running inside

@@ -357,6 +357,33 @@ TEST_F(ApplierTest, RoutesGoBeforeTheInterfacesTheyUse) {
   EXPECT_FALSE(routes4()->route(key("*,239.1.1.1"))->routeIntf(Lanet::IntfId("Ethernet2")));
 }
 
+// A new route arrives after its FIB entry and a removed one leaves before it, so the agent
+// builds or drops the route's rows once, with the FIB entry already in place or still there.
+TEST_F(ApplierTest, RoutesArriveAfterAndLeaveBeforeTheirFibEntries) {
+  load(StateDocTest::kBaseDocument);
+  Watcher w;
+  w.watch("routeTable", routes4());
+  w.watch("fibTable", fib4());
+  const char* added = R"({"vrfs": {"red": {"ipv4": {
+      "routes": {"10.0.2.9,239.1.1.9": {"interfaces": {"Ethernet2": {}}}},
+      "fib": {"routes": {"10.0.2.9,239.1.1.9": {"oifs": ["Ethernet2"]}}}}}}})";
+  patch(Json::parse(added));
+  std::vector<std::string> log = w.take();
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_TRUE(log[0].starts_with("fibTable:")) << log[0];
+  EXPECT_EQ(log[1], "routeTable:1");
+  ASSERT_TRUE(routes4()->route(key("10.0.2.9,239.1.1.9")));
+
+  patch(Json::parse(R"({"vrfs": {"red": {"ipv4": {
+      "routes": {"10.0.2.9,239.1.1.9": null},
+      "fib": {"routes": {"10.0.2.9,239.1.1.9": null}}}}}})"));
+  log = w.take();
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_EQ(log[0], "routeTable:1");
+  EXPECT_TRUE(log[1].starts_with("fibTable:")) << log[1];
+  EXPECT_FALSE(routes4()->route(key("10.0.2.9,239.1.1.9")));
+}
+
 // A renamed interface keeps its ifIndex; the new name sorts first, yet every collection sees
 // the old record go before the new one comes (rows are keyed by ifIndex).
 TEST_F(ApplierTest, RenamedInterfaceLeavesBeforeItsSuccessorArrives) {
