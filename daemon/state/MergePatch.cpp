@@ -1,5 +1,6 @@
 #include "daemon/state/MergePatch.h"
 
+#include <type_traits>
 #include <utility>
 
 namespace PimSnmpd {
@@ -26,19 +27,66 @@ Json mergePatch(Json target, const Json& patch) {
   return target;
 }
 
-Json mergePatchInPlaceWithUndo(Json& target, const Json& patch) {
+namespace {
+
+// Whether a patch value holds a null anywhere: only then does merging it into nothing differ
+// from taking it whole (RFC 7396 drops the nulls of a new subtree).
+bool holdsNull(const Json& v) {
+  if (v.is_null()) return true;
+  if (!v.is_object()) return false;
+  for (const auto& [name, member] : v.items()) {
+    if (holdsNull(member)) return true;
+  }
+  return false;
+}
+
+// Patches `target`, which the patch value `value` replaces or merges into, taking `value`'s
+// contents wherever they can be taken whole.
+void mergeTaking(Json& target, Json& value) {
+  if (!value.is_object()) {
+    target = std::move(value);
+    return;
+  }
+  if (!target.is_object() && !holdsNull(value)) {
+    target = std::move(value);
+    return;
+  }
+  if (!target.is_object()) target = Json::object();
+  for (auto& [name, member] : value.items()) {
+    if (member.is_null()) {
+      target.erase(name);
+    } else {
+      mergeTaking(target[name], member);
+    }
+  }
+}
+
+// The undo of one object level; `Patch` is const Json (values copied) or Json (values taken).
+template <class Patch>
+Json mergeWithUndo(Json& target, Patch& patch) {
+  constexpr bool taking = !std::is_const_v<Patch>;
+  auto merge = [](Json& into, Patch& value) {
+    if constexpr (taking) {
+      mergeTaking(into, value);
+    } else {
+      mergePatchInPlace(into, value);
+    }
+  };
   if (!patch.is_object()) {
-    Json old = std::exchange(target, patch);
+    Json old = std::move(target);
+    target = Json();
+    merge(target, patch);
     return old;
   }
   if (!target.is_object()) {
     // Everything below is new: the undo is the old value as a whole.
-    Json old = std::exchange(target, Json::object());
-    mergePatchInPlace(target, patch);
+    Json old = std::exchange(target, Json());
+    merge(target, patch);
+    if (!target.is_object()) target = Json::object();
     return old;
   }
   Json undo = Json::object();
-  for (const auto& [name, value] : patch.items()) {
+  for (auto& [name, value] : patch.items()) {
     auto it = target.find(name);
     if (value.is_null()) {
       if (it == target.end()) {
@@ -49,16 +97,26 @@ Json mergePatchInPlaceWithUndo(Json& target, const Json& patch) {
       }
     } else if (it == target.end()) {
       undo[name] = nullptr;
-      mergePatchInPlace(target[name], value);
+      merge(target[name], value);
     } else if (value.is_object() && it->is_object()) {
-      undo[name] = mergePatchInPlaceWithUndo(*it, value);
+      undo[name] = mergeWithUndo(*it, value);
     } else {
       undo[name] = std::move(*it);
       *it = Json();
-      mergePatchInPlace(*it, value);
+      merge(*it, value);
     }
   }
   return undo;
+}
+
+}  // namespace
+
+Json mergePatchInPlaceWithUndo(Json& target, const Json& patch) {
+  return mergeWithUndo(target, patch);
+}
+
+Json mergePatchInPlaceWithUndoTaking(Json& target, Json& patch) {
+  return mergeWithUndo(target, patch);
 }
 
 }  // namespace PimSnmpd

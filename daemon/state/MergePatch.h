@@ -20,4 +20,10 @@ void mergePatchInPlace(nlohmann::json& target, const nlohmann::json& patch);
 // result as a merge patch restores `target`, provided the old target held no null values.
 nlohmann::json mergePatchInPlaceWithUndo(nlohmann::json& target, const nlohmann::json& patch);
 
+// The same, taking the patch's values instead of copying them: what the patch adds is moved
+// into `target` (whole subtrees at once) and left null in `patch`. `patch` keeps every member
+// name down to where a value was taken, which is all a hint (a patch restricting a walk to what
+// it touches: a member it names but whose value is not an object is walked in full) reads.
+nlohmann::json mergePatchInPlaceWithUndoTaking(nlohmann::json& target, nlohmann::json& patch);
+
 }  // namespace PimSnmpd

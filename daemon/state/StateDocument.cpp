@@ -1046,6 +1046,11 @@ int64_t Document::refCount(const RefKey& key) const {
 }
 
 ValidationErrors Document::mergePatch(const Json& patch, Json* before) {
+  Json copy = patch;
+  return mergePatchTaking(copy, before);
+}
+
+ValidationErrors Document::mergePatchTaking(Json& patch, Json* before) {
   if (!patch.is_object()) {
     // RFC 7396 replaces the whole document with a patch that is not an object, and a
     // document is an object.
@@ -1057,7 +1062,7 @@ ValidationErrors Document::mergePatch(const Json& patch, Json* before) {
     if (before != nullptr) *before = Json::object();
     return {};
   }
-  Json undo = mergePatchInPlaceWithUndo(json_, patch);
+  Json undo = mergePatchInPlaceWithUndoTaking(json_, patch);
 
   ValidationErrors errors;
   Validator v(json_, errors);

@@ -95,6 +95,10 @@ class Document {
   // replaced: an object of the patch's shape whose leaves are the old values (null where there
   // was none), which is what an applier diffs the patched subtrees against.
   ValidationErrors mergePatch(const Json& patch, Json* before = nullptr);
+  // The same, taking the patch's values instead of copying them (a feed's patch is parsed for
+  // this one use): afterwards `patch` still has its shape and serves as the hint of the change
+  // (see mergePatchInPlaceWithUndoTaking), but not as a patch.
+  ValidationErrors mergePatchTaking(Json& patch, Json* before = nullptr);
 
   // How often the document names `name` (see RefKey): a consistency index kept up to date by
   // mergePatch, so that removing an interface still in use is caught without a full scan.

@@ -1,3 +1,6 @@
+#include <iterator>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "daemon/state/MergePatch.h"
@@ -67,6 +70,37 @@ TEST(MergePatchTest, UndoHoldsOnlyWhatThePatchReplaced) {
   EXPECT_EQ(undo, Json::parse(R"({"m": {"a": 1, "b": {"x": null}, "d": 4, "n": null}})"));
   PimSnmpd::mergePatchInPlace(doc, undo);
   EXPECT_EQ(doc, original);
+}
+
+// Taking the patch's values gives the same document and undo as copying them, including nulls
+// nested in a new subtree (dropped, not taken along), and leaves every name the hint walks by.
+TEST(MergePatchTest, TakingMatchesCopying) {
+  std::vector<Example> cases(std::begin(kRfcExamples), std::end(kRfcExamples));
+  cases.push_back({R"({"m": {"a": 1}})",
+                   R"({"m": {"new": {"x": {"y": 1}, "z": [1]}, "a": {"deep": {"n": null}}}})",
+                   R"({"m": {"new": {"x": {"y": 1}, "z": [1]}, "a": {"deep": {}}}})"});
+  cases.push_back({R"({"r": {"k1": {"i": {"e1": {}}}}})",
+                   R"({"r": {"k1": null, "k2": {"i": {"e2": {}, "e3": {}}}}})",
+                   R"({"r": {"k2": {"i": {"e2": {}, "e3": {}}}}})"});
+  for (const Example& e : cases) {
+    const Json target = Json::parse(e.target);
+    if (target.dump().find("null") != std::string::npos) continue;
+    SCOPED_TRACE(std::string(e.target) + " + " + e.patch);
+    const Json patch = Json::parse(e.patch);
+    Json copied = target;
+    const Json copiedUndo = PimSnmpd::mergePatchInPlaceWithUndo(copied, patch);
+    Json taken = target;
+    Json hint = patch;
+    const Json takenUndo = PimSnmpd::mergePatchInPlaceWithUndoTaking(taken, hint);
+    EXPECT_EQ(taken, Json::parse(e.result));
+    EXPECT_EQ(takenUndo, copiedUndo);
+    if (patch.is_object()) {
+      ASSERT_TRUE(hint.is_object());
+      for (const auto& [name, value] : patch.items()) EXPECT_TRUE(hint.contains(name)) << name;
+    }
+    PimSnmpd::mergePatchInPlace(taken, takenUndo);
+    EXPECT_EQ(taken, target);
+  }
 }
 
 }  // namespace
