@@ -86,24 +86,27 @@ Json mergeWithUndo(Json& target, Patch& patch) {
     return old;
   }
   Json undo = Json::object();
+  // On the map itself: one descent finds a member or where a new one goes.
+  Json::object_t& members = target.get_ref<Json::object_t&>();
   for (auto& [name, value] : patch.items()) {
-    auto it = target.find(name);
+    auto it = members.lower_bound(name);
+    const bool present = it != members.end() && it->first == name;
     if (value.is_null()) {
-      if (it == target.end()) {
+      if (!present) {
         undo[name] = nullptr;
       } else {
-        undo[name] = std::move(*it);
-        target.erase(it);
+        undo[name] = std::move(it->second);
+        members.erase(it);
       }
-    } else if (it == target.end()) {
+    } else if (!present) {
       undo[name] = nullptr;
-      merge(target[name], value);
-    } else if (value.is_object() && it->is_object()) {
-      undo[name] = mergeWithUndo(*it, value);
+      merge(members.emplace_hint(it, name, Json())->second, value);
+    } else if (value.is_object() && it->second.is_object()) {
+      undo[name] = mergeWithUndo(it->second, value);
     } else {
-      undo[name] = std::move(*it);
-      *it = Json();
-      merge(*it, value);
+      undo[name] = std::move(it->second);
+      it->second = Json();
+      merge(it->second, value);
     }
   }
   return undo;

@@ -69,10 +69,12 @@ class DomBuilder : public nlohmann::json_sax<Json> {
   bool end_array() override { return close(); }
 
   bool key(string_t& k) override {
+    // One descent places the member; a duplicate's later value replaces the earlier one, and
+    // the error refuses the text anyway.
     Frame& f = stack_.back();
-    const bool duplicate = f.node->contains(k);
-    f.key = std::move(k);
-    if (duplicate) errors_.push_back({currentPath(), "duplicate member name"});
+    auto [it, inserted] = f.node->get_ref<Json::object_t&>().try_emplace(std::move(k));
+    f.member = &*it;
+    if (!inserted) errors_.push_back({currentPath(), "duplicate member name"});
     return true;
   }
 
@@ -88,7 +90,8 @@ class DomBuilder : public nlohmann::json_sax<Json> {
  private:
   struct Frame {
     Json* node;
-    std::string key;  // of the member being read, in an object
+    // The member being read, in an object (map nodes stay put while the object grows).
+    Json::object_t::value_type* member = nullptr;
   };
 
   // The pointer of the value being read; only built for messages.
@@ -96,7 +99,11 @@ class DomBuilder : public nlohmann::json_sax<Json> {
     std::string path;
     for (const Frame& f : stack_) {
       path += '/';
-      path += f.node->is_array() ? std::to_string(f.node->size() - 1) : pointerToken(f.key);
+      if (f.node->is_array()) {
+        path += std::to_string(f.node->size() - 1);
+      } else if (f.member != nullptr) {
+        path += pointerToken(f.member->first);
+      }
     }
     return path;
   }
@@ -109,7 +116,7 @@ class DomBuilder : public nlohmann::json_sax<Json> {
       f.node->push_back(Json());
       return &f.node->back();
     }
-    return &(*f.node)[f.key];
+    return &f.member->second;
   }
 
   bool value(Json v) {
@@ -125,7 +132,7 @@ class DomBuilder : public nlohmann::json_sax<Json> {
       return false;
     }
     *node = std::move(container);
-    stack_.push_back({node, {}});
+    stack_.push_back({node});
     return true;
   }
 
