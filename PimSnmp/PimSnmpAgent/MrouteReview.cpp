@@ -39,7 +39,7 @@ void MrouteSm::doMrouteReview() {
   if (reviewCompleted_ || !reviewTimer_) return;
   const double start = now();
   const RouteKey none{Lanet::IpGenAddr::unspecified(af_), Lanet::IpGenAddr::unspecified(af_)};
-  RouteSet::const_iterator it;
+  RouteMap::const_iterator it;
   if (reviewBookmark_ != none) {
     TRACE8("{}: Resuming review at: {}", fmt::ptr(this), reviewBookmark_);
     it = route_.lower_bound(reviewBookmark_);
@@ -49,7 +49,7 @@ void MrouteSm::doMrouteReview() {
   }
   while (it != route_.end()) {
     // handleMroute never removes a route reactor, so the iterator stays valid.
-    const RouteKey key = (*it)->key();
+    const RouteKey key = it->first;
     if (!reviewedRoute(key)) {
       TRACE8("Reviewing route {}", key);
       reviewedRouteIs(key, true);
@@ -58,7 +58,7 @@ void MrouteSm::doMrouteReview() {
     ++it;
     if (now() >= start + reviewQuantum_) {
       if (it == route_.end()) break;
-      reviewBookmark_ = (*it)->key();
+      reviewBookmark_ = it->first;
       TRACE8("{}: Suspending review at: {}", fmt::ptr(this), reviewBookmark_);
       reviewTimer_->doUpdateNextReviewImmediately();
       return;

@@ -188,7 +188,7 @@ void MrouteSm::RxRouteIntf::handleForward() {
 
 MrouteSm::RxRoute* MrouteSm::routeFind(const RouteKey& key) const {
   auto it = route_.find(key);
-  return it == route_.end() ? nullptr : it->get();
+  return it == route_.end() ? nullptr : it->second.get();
 }
 
 const MrouteSm::RxRoute* MrouteSm::route(const RouteKey& key) const {
@@ -201,7 +201,8 @@ MrouteSm::RxRoute& MrouteSm::routeIs(Ent::Ptr<const SparseMode::Route> route) {
     if (rx->notifier() != route.get()) rx->routeSync(std::move(route));
     return *rx;
   }
-  return **route_.insert(std::make_unique<RxRoute>(this, std::move(route))).first;
+  const RouteKey key = route->key();
+  return *route_.emplace(key, std::make_unique<RxRoute>(this, std::move(route))).first->second;
 }
 
 void MrouteSm::routeDel(const RouteKey& key) {

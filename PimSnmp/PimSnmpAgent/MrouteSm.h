@@ -2,9 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -229,20 +229,9 @@ class MrouteSm : public Ent::Entity {
    private:
     MrouteSm* owner_;
   };
-  // Orders the route reactors by their route's key, which they hold already.
-  struct RouteLess {
-    using is_transparent = void;
-    bool operator()(const std::unique_ptr<RxRoute>& a, const std::unique_ptr<RxRoute>& b) const {
-      return a->key() < b->key();
-    }
-    bool operator()(const std::unique_ptr<RxRoute>& a, const RouteKey& b) const {
-      return a->key() < b;
-    }
-    bool operator()(const RouteKey& a, const std::unique_ptr<RxRoute>& b) const {
-      return a < b->key();
-    }
-  };
-  using RouteSet = std::set<std::unique_ptr<RxRoute>, RouteLess>;
+  // Route reactors by their route's key. The key sits in the map node: a descent reads one
+  // node per level instead of reaching through the reactor to the route record.
+  using RouteMap = std::map<RouteKey, std::unique_ptr<RxRoute>>;
 
   RxRoute* routeFind(const RouteKey& key) const;
   // Next hops of one interface of a followed route (its interface event).
@@ -281,7 +270,7 @@ class MrouteSm : public Ent::Entity {
   const Ent::Ptr<const IntfSnmp::IfMib> ifMib_;
   RxRouteStatus routeStatus_;
   RxMfibShtabStatus mfibShtabStatus_;
-  RouteSet route_;
+  RouteMap route_;
 
   Ent::Ptr<Plat::Clock> clockSource_;
   Ent::Ptr<Plat::Timer> timer_;
