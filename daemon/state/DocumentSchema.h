@@ -39,10 +39,7 @@ std::string namesOf(const Named<T> (&table)[N]) {
   std::string out;
   for (size_t i = 0; i < N; ++i) {
     if (i > 0) out += i + 1 == N ? " or " : ", ";
-    // Appended piece by piece: GCC 12 at -O3 warns (-Wrestrict, wrongly) on "'" + string.
-    out += '\'';
-    out += table[i].name;
-    out += '\'';
+    out += "'" + std::string(table[i].name) + "'";
   }
   return out;
 }
