@@ -1,14 +1,23 @@
 #!/usr/bin/env bash
 # Where a table walk's time goes: runs pimsnmp-testagent under callgrind with ROWS generated
-# routes and the reference table, bulk-walks ipMcastRouteTable and then the reference
-# (snmpbulkwalk -v2c -Cr50), dumping the counts after each walk, and prints instructions per
-# varbind for each walk and for the handlers of the request path (bench/callgrind_summary.py).
+# routes and the two stock yardstick tables (--reference), bulk-walks ipMcastRouteTable, the
+# iterator floor and the container reference in turn (snmpbulkwalk -v2c -Cr50), dumping the
+# counts after each walk, and prints instructions per varbind for each walk and for the
+# handlers of the request path (bench/callgrind_summary.py).
 #
-#   bench/profile_walk.sh [BUILD_DIR] [ROWS]        (default build-bench, 2000)
+#   bench/profile_walk.sh [BUILD_DIR] [ROWS] [KEEP_DIR]     (default build-bench, 2000)
+#
+# With KEEP_DIR the three callgrind dumps are kept there (cg.out.1 ours, .2 floor, .3
+# reference) for callgrind_annotate --tree=calling. With PIMSNMP_PROFILE_CACHE=1 callgrind also
+# simulates the caches, and each walk's simulated instruction-cache misses per varbind are shown.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build-bench}
 rows=${2:-2000}
+keep=${3:-}
+cache=${PIMSNMP_PROFILE_CACHE:-0}
+callgrind=(valgrind --tool=callgrind)
+if [ "$cache" = 1 ]; then callgrind+=(--cache-sim=yes); fi
 agent="$build/tools/testagent/pimsnmp-testagent"
 [ -x "$agent" ] || { echo "no $agent: run bench/run_walk_bench.sh $build first" >&2; exit 1; }
 
@@ -23,7 +32,7 @@ export MIBS= SNMP_PERSISTENT_DIR="$dir/p" SNMPCONFPATH="$dir"
 echo "rocommunity public 127.0.0.1" > "$dir/agent.conf"
 port=$(python3 -c 'import socket; s=socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
 
-valgrind --tool=callgrind --callgrind-out-file="$dir/cg.out" "$agent" --port "$port" \
+"${callgrind[@]}" --callgrind-out-file="$dir/cg.out" "$agent" --port "$port" \
   --config "$dir/agent.conf" --persistent-dir "$dir/ap" --bare --routes "$rows" --reference \
   > "$dir/agent.out" 2> "$dir/agent.err" &
 pid=$!
@@ -37,12 +46,23 @@ walk() {
 callgrind_control -z "$pid" > /dev/null
 ours=$(walk 1.3.6.1.2.1.168.1.5)
 callgrind_control -d ours "$pid" > /dev/null
+floor=$(walk 1.3.6.1.4.1.99999.2)
+callgrind_control -d floor "$pid" > /dev/null
 ref=$(walk 1.3.6.1.4.1.99999.1)
 callgrind_control -d reference "$pid" > /dev/null
 
 report() {
-  callgrind_annotate --inclusive=yes --auto=no "$1" 2>/dev/null |
+  callgrind_annotate --inclusive=yes --threshold=100 --show=Ir --auto=no "$1" 2>/dev/null |
     python3 bench/callgrind_summary.py "$2" "$3"
+  if [ "$cache" = 1 ]; then
+    callgrind_annotate --show=I1mr --auto=no "$1" 2>/dev/null | awk -v v="$2" \
+      '/PROGRAM TOTALS/ {gsub(",", "", $1); printf "  %-44s %8.0f\n", "instruction-cache misses (simulated)", $1 / v}'
+  fi
 }
 report "$dir/cg.out.1" "$ours" "ipMcastRouteTable"
-report "$dir/cg.out.2" "$ref" "reference"
+report "$dir/cg.out.2" "$floor" "iterator floor"
+report "$dir/cg.out.3" "$ref" "reference"
+if [ -n "$keep" ]; then
+  mkdir -p "$keep"
+  cp "$dir"/cg.out.1 "$dir"/cg.out.2 "$dir"/cg.out.3 "$keep"/
+fi

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Table-walk benchmark: bulk-walks ipMcastRouteTable with 1k and 100k IPv4 routes and a stock
-# net-snmp reference table with the same rows (bench/walk_bench.py), and writes the figures to
-# the "Table walk" section of BENCHMARKS.md.
+# Table-walk benchmark: bulk-walks ipMcastRouteTable with 1k and 100k IPv4 routes and two stock
+# net-snmp tables with the same rows, the iterator floor and the container reference
+# (bench/walk_bench.py), and writes the figures to the "Table walk" section of BENCHMARKS.md.
 #
 #   bench/run_walk_bench.sh [BUILD_DIR] [RUNS] [SIZES]
 #

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <span>
 #include <string>
 #include <type_traits>
 
@@ -196,8 +197,8 @@ IndexPart<Index> inetAddressIndex(const char* name, const char* traceName) {
           traceName,
           ASN_OCTET_STR,
           [](const netsnmp_variable_list& v, Index& i) {
-            ::Snmp::Bytes octets;
-            if (!::Snmp::AsnOctetStringToSnmpBytes(v, octets)) return false;
+            std::span<const uint8_t> octets;
+            if (!::Snmp::AsnOctetStringToSpan(v, octets)) return false;
             auto& addr = detail::field<Member>(i);
             addr = ::Snmp::InetAddress(addr.type(), octets);
             return true;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "PimSnmp/MibTable/ModuleRegistry.h"
 #include "PimSnmp/MibTable/TableDecl.h"
@@ -45,13 +46,16 @@ class MibTable {
     Iter it;
     Ent::Ptr<const Entry> current;
   };
-  // One per row handed to the handler.
-  struct DataContext {
-    Ent::Ptr<const Entry> entry;
-  };
+  // What the handler gets for a row: the row itself, with a reference held from
+  // makeDataContext to freeDataContext, so a row removed meanwhile stays readable.
+  using DataContext = const Entry;
 
   static const Def& def() { return Traits::def(); }
   static const Trace::Handle& tr() { return *def().trace; }
+  static ::Snmp::TableCounters::Counts& counts() {
+    static ::Snmp::TableCounters::Counts& c = ::Snmp::TableCounters::orderedIterCntrsOf(def().name);
+    return c;
+  }
 
   static void initialize(const Ent::Ptr<::Snmp::Config>& /*config*/, const std::string& context,
                          ModuleRegistry& registry) {
@@ -128,6 +132,7 @@ class MibTable {
                                                   netsnmp_variable_list* putIndexData,
                                                   netsnmp_iterator_info* iinfo) {
     const Def& d = def();
+    const Trace::Handle& trace = *d.trace;
     const ::Snmp::TableHint hint = ::Snmp::tableHint(*loopContext);
     *dataContext = nullptr;
     const auto* store = static_cast<const PimMib*>(iinfo->myvoid);
@@ -135,23 +140,26 @@ class MibTable {
 
     size_t given = 0;
     for (auto* v = hint.indexes; v; v = v->next_variable) ++given;
-    TRACE_AT(tr(), 2, "{}_get_first_data_point - *hint = {}, number_indexes = {}", d.name,
+    TRACE_AT(trace, 2, "{}_get_first_data_point - *hint = {}, number_indexes = {}", d.name,
              hint.word, given);
 
     Iter start = coll.begin();
     bool hintMatched = false;
     if (hint.word != 1) {
-      ::Snmp::TableCounters::orderedIterCntrsInc(d.name, ::Snmp::TableCounters::hintNone);
+      ++counts()[::Snmp::TableCounters::hintNone];
     } else if (Index index{}; !readHint(hint.indexes, given, index)) {
-      ::Snmp::TableCounters::orderedIterCntrsInc(d.name, ::Snmp::TableCounters::hintBad);
+      ++counts()[::Snmp::TableCounters::hintBad];
     } else {
       auto it = coll.lowerBound(index);
       if (it != coll.end() && (*it)->key() == index) {
         hintMatched = true;
-        ::Snmp::TableCounters::orderedIterCntrsInc(d.name, ::Snmp::TableCounters::hintMatch);
+        ++counts()[::Snmp::TableCounters::hintMatch];
+        // A GETNEXT batch asks only for rows after the hint: a walk's step goes straight to
+        // its answer instead of visiting the row it was asked from.
+        if (hint.exclusive) ++it;
       } else {
-        TRACE_AT(tr(), 2, "{}_get_first_data_point - key '{}' not found in table", d.name, index);
-        ::Snmp::TableCounters::orderedIterCntrsInc(d.name, ::Snmp::TableCounters::hintMiss);
+        TRACE_AT(trace, 2, "{}_get_first_data_point - key '{}' not found in table", d.name, index);
+        ++counts()[::Snmp::TableCounters::hintMiss];
       }
       // Rows before the hint can answer neither a GET nor a GETNEXT of any request of the
       // batch, so the walk starts at the first row not less than the hint: an inexact hint
@@ -160,10 +168,9 @@ class MibTable {
     }
 
     // Always overwritten: the iterator frees whatever is left in the slot.
-    auto* lc = new LoopContext{&coll, coll.version(), start, nullptr};
-    if (start != coll.end()) lc->current = start->get();
+    LoopContext* lc = newLoopContext(coll, start);
     *loopContext = lc;
-    TRACE_AT(tr(), 2, "{}_get_first_data_point - allocated new loop context {}, hintMatched={}",
+    TRACE_AT(trace, 2, "{}_get_first_data_point - allocated new loop context {}, hintMatched={}",
              d.name, fmt::ptr(lc), hintMatched);
     return iterationHelper(lc->current.get(), putIndexData);
   }
@@ -172,8 +179,9 @@ class MibTable {
                                                  netsnmp_variable_list* putIndexData,
                                                  netsnmp_iterator_info*) {
     const Def& d = def();
+    const Trace::Handle& trace = *d.trace;
     auto* lc = static_cast<LoopContext*>(*loopContext);
-    TRACE_AT(tr(), 2, "{}_get_next_data_point - advancing loop context {} ; data context {}",
+    TRACE_AT(trace, 2, "{}_get_next_data_point - advancing loop context {} ; data context {}",
              d.name, fmt::ptr(lc), fmt::ptr(*dataContext));
     *dataContext = nullptr;
     if (lc->current) {
@@ -184,50 +192,61 @@ class MibTable {
         // current key, which the counted reference keeps readable.
         lc->it = lc->coll->upperBound(lc->current->key());
         lc->version = lc->coll->version();
-        ::Snmp::TableCounters::orderedIterCntrsInc(d.name, ::Snmp::TableCounters::walkResync);
+        ++counts()[::Snmp::TableCounters::walkResync];
       }
       lc->current = lc->it == lc->coll->end() ? nullptr : lc->it->get();
     }
     if (!lc->current) {
-      TRACE_AT(tr(), 2, "{}_get_next_data_point - at end of loop context {}", d.name, fmt::ptr(lc));
-      ::Snmp::TableCounters::orderedIterCntrsInc(d.name, ::Snmp::TableCounters::walkEnd);
+      TRACE_AT(trace, 2, "{}_get_next_data_point - at end of loop context {}", d.name,
+               fmt::ptr(lc));
+      ++counts()[::Snmp::TableCounters::walkEnd];
       return nullptr;
     }
     return iterationHelper(lc->current.get(), putIndexData);
   }
 
   static void* makeDataContext(void* loopContext, netsnmp_iterator_info*) {
-    auto* lc = static_cast<LoopContext*>(loopContext);
-    auto* dc = new DataContext{lc->current};
+    DataContext* dc = static_cast<LoopContext*>(loopContext)->current.get();
+    if (dc) dc->ref();
     TRACE_AT(tr(), 2, "{}_make_data_context - allocated data context {}", def().name, fmt::ptr(dc));
-    return dc;
+    return const_cast<Entry*>(dc);
   }
 
   static void freeDataContext(void* dataContext, netsnmp_iterator_info*) {
     TRACE_AT(tr(), 2, "{}_free_data_context", def().name);
-    delete static_cast<DataContext*>(dataContext);
+    if (dataContext) static_cast<DataContext*>(dataContext)->unref();
   }
 
   static void freeLoopContextAtEnd(void* loopContext, netsnmp_iterator_info*) {
     TRACE_AT(tr(), 2, "{}_free_loop_context_at_end", def().name);
-    delete static_cast<LoopContext*>(loopContext);
+    auto* lc = static_cast<LoopContext*>(loopContext);
+    if (!lc) return;
+    lc->current.reset();
+    // One is kept for the next walk: walks of a table follow one another, so the allocator
+    // is not needed on every request.
+    if (!spareLoopContext_) {
+      spareLoopContext_ = lc;
+    } else {
+      delete lc;
+    }
   }
 
   static netsnmp_variable_list* iterationHelper(const Entry* entry, netsnmp_variable_list* vars) {
     const Def& d = def();
+    const Trace::Handle& trace = *d.trace;
     if (!entry) {
-      TRACE_AT(tr(), 2, "{}IterationHelper - iterator is at end", d.name);
+      TRACE_AT(trace, 2, "{}IterationHelper - iterator is at end", d.name);
       return nullptr;
     }
     const Index& index = entry->key();
-    if (tr().enabled(2)) {
+    if (trace.enabled(2)) {
       std::string text;
       for (const auto& part : d.indexes) {
         if (!text.empty()) text += ' ';
         text += part.traceName;
         text += part.text(index);
       }
-      TRACE_AT(tr(), 2, "{}IterationHelper - iterator has another value: {}", d.name, text);
+      TRACE_AT(trace, 2, "{}IterationHelper - iterator has another value: {}", d.name, text);
     }
     // Index components are addresses of at most 20 octets and integers.
     uint8_t buf[64];
@@ -237,10 +256,10 @@ class MibTable {
       const int n = part.encode(index, buf, sizeof buf);
       if (n < 0) {
         // Writers only store rows whose index encodes (IPv4 rows in IPv4 tables).
-        TRACE_AT(tr(), 0, "{}IterationHelper - cannot encode {} of {}", d.name, part.name,
+        TRACE_AT(trace, 0, "{}IterationHelper - cannot encode {} of {}", d.name, part.name,
                  part.text(index));
       }
-      snmp_set_var_typed_value(v, part.asnType, buf, n < 0 ? 0 : static_cast<size_t>(n));
+      putIndexValue(v, part.asnType, buf, n < 0 ? 0 : static_cast<size_t>(n));
       v = v->next_variable;
     }
     return vars;
@@ -249,44 +268,45 @@ class MibTable {
   static int handler(netsnmp_mib_handler*, netsnmp_handler_registration*,
                      netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
     const Def& d = def();
+    const Trace::Handle& trace = *d.trace;
     if (reqinfo->mode == MODE_GET) {
-      TRACE_AT(tr(), 2, "{}_handler: request mode {}", d.name, reqinfo->mode);
+      TRACE_AT(trace, 2, "{}_handler: request mode {}", d.name, reqinfo->mode);
       for (netsnmp_request_info* request = requests; request; request = request->next) {
         if (request->processed) {
-          TRACE_AT(tr(), 2, "{}_handler: request {} already processed", d.name, fmt::ptr(request));
+          TRACE_AT(trace, 2, "{}_handler: request {} already processed", d.name, fmt::ptr(request));
           continue;
         }
-        auto* dc = static_cast<DataContext*>(netsnmp_extract_iterator_context(request));
-        if (!dc) {
+        auto* row = static_cast<DataContext*>(netsnmp_extract_iterator_context(request));
+        if (!row) {
           // Left as is on purpose: the serialize handler gives us one request per call.
-          TRACE_AT(tr(), 2, "{}_handler: null data context in request", d.name);
+          TRACE_AT(trace, 2, "{}_handler: null data context in request", d.name);
           return SNMP_ERR_NOERROR;
         }
         netsnmp_table_request_info* info = netsnmp_extract_table_info(request);
         const ColumnDef<Entry>* col = info ? d.column(info->colnum) : nullptr;
         if (!col) {
-          TRACE_AT(tr(), 0, "{} invalid column {}", d.name, info ? info->colnum : 0);
+          TRACE_AT(trace, 0, "{} invalid column {}", d.name, info ? info->colnum : 0);
           netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
           return SNMP_ERR_NOERROR;
         }
-        TRACE_AT(tr(), 2, "{}_handler: request GET for column {}, key {}", d.name, col->name,
-                 dc->entry->key());
+        TRACE_AT(trace, 2, "{}_handler: request GET for column {}, key {}", d.name, col->name,
+                 row->key());
         uint8_t buf[1024];
         int n = ::Snmp::kConvertFailed;
         try {
-          n = col->encode(*dc->entry, buf, sizeof buf);
+          n = col->encode(*row, buf, sizeof buf);
         } catch (const std::exception& e) {
           // Nothing is thrown across the SNMP boundary: a column that cannot be read is a
           // failed conversion.
-          TRACE_AT(tr(), 0, "handle_{} - reading {} threw: {}", d.name, col->attr, e.what());
+          TRACE_AT(trace, 0, "handle_{} - reading {} threw: {}", d.name, col->attr, e.what());
         }
         if (n < 0) {
-          TRACE_AT(tr(), 0, "handle_{} - {} failed for: {}", d.name, col->converter, col->attr);
+          TRACE_AT(trace, 0, "handle_{} - {} failed for: {}", d.name, col->converter, col->attr);
           netsnmp_request_set_error(request, SNMP_ERR_GENERR);
           return SNMP_ERR_GENERR;
         }
         if (col->maxLength && static_cast<size_t>(n) > col->maxLength) {
-          TRACE_AT(tr(), 0, "handle_{} - entity /<sysname>/{} length out of range: {} ({}", d.name,
+          TRACE_AT(trace, 0, "handle_{} - entity /<sysname>/{} length out of range: {} ({}", d.name,
                    storePath(""), col->attr, n);
           netsnmp_request_set_error(request, SNMP_ERR_GENERR);
           return SNMP_ERR_GENERR;
@@ -302,9 +322,9 @@ class MibTable {
       netsnmp_table_request_info* info = netsnmp_extract_table_info(request);
       const unsigned colnum = info ? info->colnum : 0;
       if (const ColumnDef<Entry>* col = d.column(colnum); !col) {
-        TRACE_AT(tr(), 0, "{} invalid column {}", d.name, colnum);
+        TRACE_AT(trace, 0, "{} invalid column {}", d.name, colnum);
       } else if (col->ownSetMessage) {
-        TRACE_AT(tr(), 2, "{}_handler: SET is not configured for column {}", d.name, col->name);
+        TRACE_AT(trace, 2, "{}_handler: SET is not configured for column {}", d.name, col->name);
       }
       netsnmp_request_set_error(request, SNMP_ERR_NOTWRITABLE);
       return SNMP_ERR_NOERROR;
@@ -313,31 +333,56 @@ class MibTable {
   }
 
  private:
+  static inline LoopContext* spareLoopContext_ = nullptr;
+
+  static LoopContext* newLoopContext(const Coll& coll, Iter start) {
+    LoopContext* lc = std::exchange(spareLoopContext_, nullptr);
+    if (lc) {
+      *lc = LoopContext{&coll, coll.version(), start, nullptr};
+    } else {
+      lc = new LoopContext{&coll, coll.version(), start, nullptr};
+    }
+    if (start != coll.end()) lc->current = start->get();
+    return lc;
+  }
+
+  // Writes one index component, unless the varbind holds that value already: consecutive rows
+  // share most components, and a walk's first row shares them with the request's own index.
+  // Equal type, length and octets mean snmp_set_var_typed_value would store what is there.
+  static void putIndexValue(netsnmp_variable_list* v, u_char type, const uint8_t* buf, size_t n) {
+    if (n > 0 && v->type == type && v->val_len == n && v->val.string &&
+        std::memcmp(v->val.string, buf, n) == 0) {
+      return;
+    }
+    snmp_set_var_typed_value(v, type, buf, n);
+  }
+
   // Builds the hint index from the request's index varbinds; false (after the
   // matching trace) when the walk must start at the first row instead.
   static bool readHint(const netsnmp_variable_list* v, size_t given, Index& index) {
     const Def& d = def();
+    const Trace::Handle& trace = *d.trace;
     if (given < d.indexes.size()) {
-      TRACE_AT(tr(), 2, "{}_get_first_data_point - needed {} components, found only {}", d.name,
+      TRACE_AT(trace, 2, "{}_get_first_data_point - needed {} components, found only {}", d.name,
                d.indexes.size(), given);
       return false;
     }
     try {
       for (const auto& part : d.indexes) {
         if (v->type != part.asnType) {
-          TRACE_AT(tr(), 0, "hint for {} has incorrect type! Expecting {} but got {}", part.name,
+          TRACE_AT(trace, 0, "hint for {} has incorrect type! Expecting {} but got {}", part.name,
                    static_cast<int>(part.asnType), static_cast<int>(v->type));
           return false;
         }
-        TRACE_AT(tr(), 2, "hint component {} is '{}'", part.name, hintValueText(*v));
+        TRACE_AT(trace, 2, "hint component {} is '{}'", part.name, hintValueText(*v));
         if (!part.read(*v, index)) {
-          TRACE_AT(tr(), 2, "hint for index {} of {} is out of range!", part.name, d.name);
+          TRACE_AT(trace, 2, "hint for index {} of {} is out of range!", part.name, d.name);
           return false;
         }
         v = v->next_variable;
       }
     } catch (const std::exception& e) {
-      TRACE_AT(tr(), 2, "Bad hint for {}: {} ctor threw exception:{}", d.name, d.indexTypeName,
+      TRACE_AT(trace, 2, "Bad hint for {}: {} ctor threw exception:{}", d.name, d.indexTypeName,
                e.what());
       return false;
     }

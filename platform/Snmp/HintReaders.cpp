@@ -70,10 +70,18 @@ bool AsnIntegerToInetAddressType(const netsnmp_variable_list& v, InetAddressType
   return true;
 }
 
-bool AsnOctetStringToSnmpBytes(const netsnmp_variable_list& v, Bytes& out) {
+bool AsnOctetStringToSpan(const netsnmp_variable_list& v, std::span<const uint8_t>& out) {
   if (v.type != ASN_OCTET_STR || v.val_len > kMaxOctetStringHint) return false;
   if (v.val_len > 0 && !v.val.string) return false;
-  out.assign(v.val.string, v.val.string + v.val_len);
+  out = v.val_len > 0 ? std::span<const uint8_t>(v.val.string, v.val_len)
+                      : std::span<const uint8_t>();
+  return true;
+}
+
+bool AsnOctetStringToSnmpBytes(const netsnmp_variable_list& v, Bytes& out) {
+  std::span<const uint8_t> octets;
+  if (!AsnOctetStringToSpan(v, octets)) return false;
+  out.assign(octets.begin(), octets.end());
   return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "platform/Lanet/IpGenAddr.h"
@@ -33,5 +34,7 @@ bool AsnIntegerToInetAddressType(const netsnmp_variable_list& v, InetAddressType
 // InetAddress itself then rejects more than its 20).
 constexpr size_t kMaxOctetStringHint = 255;
 bool AsnOctetStringToSnmpBytes(const netsnmp_variable_list& v, Bytes& out);
+// The same check, without a copy: `out` views the varbind's octets while the varbind lives.
+bool AsnOctetStringToSpan(const netsnmp_variable_list& v, std::span<const uint8_t>& out);
 
 }  // namespace Snmp

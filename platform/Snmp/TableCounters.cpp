@@ -15,10 +15,14 @@ std::map<std::string, TableCounters::Counts, std::less<>>& counters() {
 
 void TableCounters::orderedIterCntrsInc(std::string_view table, Kind kind) {
   if (kind >= kindCount) return;
+  ++orderedIterCntrsOf(table)[kind];
+}
+
+TableCounters::Counts& TableCounters::orderedIterCntrsOf(std::string_view table) {
   auto& c = counters();
   auto it = c.find(table);
   if (it == c.end()) it = c.emplace(std::string(table), Counts{}).first;
-  ++it->second[kind];
+  return it->second;
 }
 
 uint64_t TableCounters::orderedIterCntr(std::string_view table, Kind kind) {
@@ -33,7 +37,8 @@ const std::map<std::string, TableCounters::Counts, std::less<>>& TableCounters::
 }
 
 void TableCounters::orderedIterCntrsClear() {
-  counters().clear();
+  // Zeroed, not erased: hot paths hold references to the counts.
+  for (auto& [table, counts] : counters()) counts = Counts{};
 }
 
 std::string_view TableCounters::kindName(Kind kind) {

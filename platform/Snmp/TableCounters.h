@@ -25,6 +25,9 @@ class TableCounters {
   using Counts = std::array<uint64_t, kindCount>;
 
   static void orderedIterCntrsInc(std::string_view table, Kind kind);
+  // One table's counts, created on first use. The reference stays valid for the life of the
+  // process (clearing zeroes counts, it removes no table), so a hot path looks it up once.
+  static Counts& orderedIterCntrsOf(std::string_view table);
   static uint64_t orderedIterCntr(std::string_view table, Kind kind);
   // All tables' counts, by table name.
   static const std::map<std::string, Counts, std::less<>>& orderedIterCntrs();

@@ -12,7 +12,8 @@ struct HintSlot {
   // What the stock iterator puts into *loop_context on its first pass (the first request's
   // table_info): a get_first call that sees anything else is not the first pass.
   const void* firstPassContext = nullptr;
-  netsnmp_variable_list* indexes = nullptr;
+  BatchHint hint;
+  bool exclusive = false;
   bool taken = false;
   // GET / SET_RESERVE1: the largest requested index. No row after it can match, so the walk
   // ends there instead of at the end of the table (the iterator only stops early once every
@@ -61,6 +62,22 @@ bool encodeParsedIndexes(const netsnmp_variable_list* v, oid* out, size_t capaci
     }
   }
   return true;
+}
+
+// True when the table helper parsed every index of the request from the start of its index
+// OID: then its list is exactly what parsing that OID again would give. The helper also counts
+// a last index it had to pad with zeros (an address or string cut short), and it masks
+// oversized sub-identifiers; neither encodes back to a prefix of the index OID.
+bool parsedInFull(const netsnmp_table_request_info& info,
+                  const netsnmp_table_registration_info& table) {
+  if (!info.indexes || table.number_indexes == 0 || info.number_indexes != table.number_indexes) {
+    return false;
+  }
+  oid rebuilt[MAX_OID_LEN];
+  size_t len = 0;
+  // Capacity index_oid_len: a padded value needs more sub-identifiers than the request has.
+  return encodeParsedIndexes(info.indexes, rebuilt, info.index_oid_len, len) &&
+         std::equal(rebuilt, rebuilt + len, info.index_oid);
 }
 
 // The largest index among the unprocessed requests of an exact-match batch; false when none.
@@ -119,7 +136,8 @@ int tableHintHandler(netsnmp_mib_handler* handler, netsnmp_handler_registration*
         break;
       }
     }
-    slot.indexes = batchHintIndexes(requests, reqinfo->mode, *iinfo->table_reginfo);
+    slot.hint = batchHint(requests, reqinfo->mode, *iinfo->table_reginfo);
+    slot.exclusive = reqinfo->mode == MODE_GETNEXT;
     if (reqinfo->mode != MODE_GETNEXT && iinfo->get_next_data_point &&
         lastRequestedIndex(requests, slot.lastIndex, slot.lastIndexLen)) {
       slot.getNext = iinfo->get_next_data_point;
@@ -131,7 +149,7 @@ int tableHintHandler(netsnmp_mib_handler* handler, netsnmp_handler_registration*
   const int rc = netsnmp_call_next_handler(handler, reginfo, reqinfo, requests);
   currentSlot = outer;
   if (slot.getNext) iinfo->get_next_data_point = slot.getNext;
-  if (slot.indexes) snmp_free_varbind(slot.indexes);
+  if (slot.hint.owned) snmp_free_varbind(slot.hint.indexes);
   return rc;
 }
 
@@ -141,12 +159,12 @@ TableHint tableHint(const void* loopContext) {
   HintSlot* slot = currentSlot;
   if (!slot || slot->taken) return {};
   slot->taken = true;
-  if (!slot->indexes || loopContext != slot->firstPassContext) return {};
-  return {1, slot->indexes};
+  if (!slot->hint.indexes || loopContext != slot->firstPassContext) return {};
+  return {1, slot->hint.indexes, slot->exclusive};
 }
 
-netsnmp_variable_list* batchHintIndexes(netsnmp_request_info* requests, int mode,
-                                        const netsnmp_table_registration_info& table) {
+BatchHint batchHint(netsnmp_request_info* requests, int mode,
+                    const netsnmp_table_registration_info& table) {
   const netsnmp_table_request_info* best = nullptr;
   for (netsnmp_request_info* r = requests; r; r = r->next) {
     if (r->processed) continue;
@@ -158,13 +176,16 @@ netsnmp_variable_list* batchHintIndexes(netsnmp_request_info* requests, int mode
       best = info;
     }
   }
-  if (!best || best->index_oid_len == 0 || !table.indexes) return nullptr;
+  if (!best || best->index_oid_len == 0 || !table.indexes) return {};
+  // The usual case, a whole index (the previous answer, in a walk): the helper's own list,
+  // without copying it. Sub-identifiers past the last index are ignored (a GETNEXT may carry
+  // them); the row they extend is still a valid lower bound.
+  if (parsedInFull(*best, table)) return {best->indexes, false};
 
   netsnmp_variable_list* vars = snmp_clone_varbind(table.indexes);
-  if (!vars) return nullptr;
-  // Parsed from the index OID, not taken from info->indexes: the table helper leaves those
-  // half-filled for a partial index. Sub-identifiers past the last index are ignored (a GETNEXT
-  // may carry them); the row they extend is still a valid lower bound.
+  if (!vars) return {};
+  // Parsed from the index OID: the table helper leaves its list half-filled for a partial
+  // index, padded for one cut short, and masked for oversized sub-identifiers.
   oid buf[MAX_OID_LEN];
   size_t left = best->index_oid_len;
   std::copy(best->index_oid, best->index_oid + left, buf);
@@ -172,7 +193,7 @@ netsnmp_variable_list* batchHintIndexes(netsnmp_request_info* requests, int mode
   for (netsnmp_variable_list* v = vars; v; v = v->next_variable) {
     if (parse_one_oid_index(&cursor, &left, v, 0) != SNMPERR_SUCCESS) {
       snmp_free_varbind(vars);
-      return nullptr;
+      return {};
     }
   }
   // The parser masks oversized sub-identifiers, which can only lower a value; still, a hint
@@ -182,9 +203,9 @@ netsnmp_variable_list* batchHintIndexes(netsnmp_request_info* requests, int mode
   if (!encodeParsedIndexes(vars, rebuilt, MAX_OID_LEN, rebuiltLen) ||
       snmp_oid_compare(rebuilt, rebuiltLen, best->index_oid, best->index_oid_len) > 0) {
     snmp_free_varbind(vars);
-    return nullptr;
+    return {};
   }
-  return vars;
+  return {vars, true};
 }
 
 int registerTableIteratorWithHint(netsnmp_handler_registration* reginfo,

@@ -12,7 +12,9 @@
 // the iterator. For each call it works out the smallest index among the batch's unprocessed
 // requests; get_first_data_point reads it with tableHint(), which hands it out on the iterator's
 // first pass only. Starting at that row (or at the first row not less than it) is correct for
-// every request of the batch: no row before it can answer a GET or a GETNEXT of any of them.
+// every request of the batch: no row before it can answer a GET or a GETNEXT of any of them,
+// and for GETNEXT the row itself answers none either. The hint is the table helper's own parsed
+// index list whenever that holds the whole index, so a walk's step copies nothing.
 // For GET (and SET_RESERVE1) the handler also ends the walk once it has passed the largest
 // requested index, so a GET of a missing row costs one descent instead of a walk to the end
 // (it stands in for iinfo->get_next_data_point for the duration of such a call).
@@ -30,10 +32,13 @@ constexpr const char* kTableHintHandlerName = "table_hint";
 // The hint record: `word` is 1 when `indexes` holds the index values (one varbind per index
 // column, typed as in the table's table_info) of the row to start at; anything else means
 // "start at the first row". The list belongs to the framework and lives until the iterator
-// returns; copy what must outlive get_first_data_point.
+// returns; copy what must outlive get_first_data_point. `exclusive` is set for GETNEXT: every
+// request of the batch asks for a row after its own index, none of which sorts before the
+// hint, so a row equal to the hint answers nothing and the walk may start after it.
 struct TableHint {
   int word = 0;
   netsnmp_variable_list* indexes = nullptr;
+  bool exclusive = false;
 };
 
 // Call at the top of get_first_data_point with the value found in *loop_context on entry.
@@ -54,11 +59,17 @@ TableHint tableHint(const void* loopContext);
 int registerTableIteratorWithHint(netsnmp_handler_registration* reginfo,
                                   netsnmp_iterator_info* iinfo, bool serialize = true);
 
-// The hint of one batch: a new varbind list (free with snmp_free_varbind) holding the smallest
-// index among `requests` that are not processed yet, or null when one of them starts at the
-// top of the table (no index, a partial one) or nothing applies. For MODE_GETNEXT, requests
-// past the table's last column are ignored. Exposed for tests.
-netsnmp_variable_list* batchHintIndexes(netsnmp_request_info* requests, int mode,
-                                        const netsnmp_table_registration_info& table);
+// The hint of one batch: the smallest index among `requests` that are not processed yet, or
+// null when one of them starts at the top of the table (no index, a partial one) or nothing
+// applies. For MODE_GETNEXT, requests past the table's last column are ignored.
+// When the table helper parsed that request's whole index, `indexes` is the request's own
+// parsed list (owned false: it belongs to the request); otherwise it is a list parsed here from
+// the index OID (owned true: free it with snmp_free_varbind). Exposed for tests.
+struct BatchHint {
+  netsnmp_variable_list* indexes = nullptr;
+  bool owned = false;
+};
+BatchHint batchHint(netsnmp_request_info* requests, int mode,
+                    const netsnmp_table_registration_info& table);
 
 }  // namespace Snmp

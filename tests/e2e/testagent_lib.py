@@ -191,7 +191,8 @@ class Env:
                 return Agent(self, proc, port)
             proc.stop()
             self.procs.remove(proc)
-        raise Failure(f"the test agent did not start:\n{proc.stderr_text()}")
+        # Stopped, so its log is closed: read it by name.
+        raise Failure(f"the test agent did not start:\n{proc.stderr_text_closed()}")
 
     def trapd(self, name="trapd"):
         conf = self.write(f"{name}.conf", "disableAuthorization yes\n")

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Walks of the three MIBs with snmpwalk and snmpbulkwalk: strictly increasing OIDs, the
 scalars as .0 instances, the tables in OID order with every served column's value and ASN type,
-and never pimRPTable."""
+and never pimRPTable. The walk benchmark's stock yardstick tables serve what ipMcastRouteTable
+serves."""
 
 import os
 import sys
@@ -11,6 +12,9 @@ from testagent_lib import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, PIM_RP_TABLE, Env
                            check_eq, check_increasing, check_vars, expected_walk, main, under)
 
 ROOTS = (PIM_MIB, IPMROUTE_MIB, IPMCAST_MIB)
+IPMCAST_ROUTE_TABLE = "1.3.6.1.2.1.168.1.5"
+# tools/testagent/ReferenceTable.h: the container reference and the iterator floor.
+YARDSTICKS = ("1.3.6.1.4.1.99999.1", "1.3.6.1.4.1.99999.2")
 
 
 def test_walks_return_the_fixture_rows_in_oid_order():
@@ -52,9 +56,29 @@ def test_counter32_and_counter64_carry_the_same_octets():
         check_eq(octets.value, hc.value & 0xFFFFFFFF, "ipMRouteOctets is the low 32 bits")
 
 
+def test_benchmark_yardsticks_serve_what_ipmcastroutetable_serves():
+    routes = 40
+    with Env("yardsticks") as env:
+        agent = env.agent("--bare", "--routes", str(routes), "--reference")
+        for bulk in (False, True):
+            def rows(root):
+                got = agent.walk(root, bulk=bulk)
+                check(all(under(v.oid, root) for v in got), f"walk of {root}: left the subtree")
+                return [(v.oid[len(root) + 1:], v.type, v.value) for v in got]
+            ours = rows(IPMCAST_ROUTE_TABLE)
+            check_eq(len(ours), routes * 6, "ipMcastRouteTable varbinds (six served columns)")
+            for root in YARDSTICKS:
+                check_eq(rows(root), ours, f"{'bulk ' if bulk else ''}walk of {root}")
+        # Each serves a GET of a row from its own index.
+        suffix = ours[routes + 3][0]
+        values = [agent.get(f"{root}.{suffix}")[0] for root in (IPMCAST_ROUTE_TABLE, *YARDSTICKS)]
+        check_eq({(v.type, v.value) for v in values}, {ours[routes + 3][1:]}, f"GET of .{suffix}")
+
+
 if __name__ == "__main__":
     main([
         test_walks_return_the_fixture_rows_in_oid_order,
         test_walk_of_the_whole_tree_visits_every_mib_once,
         test_counter32_and_counter64_carry_the_same_octets,
+        test_benchmark_yardsticks_serve_what_ipmcastroutetable_serves,
     ])

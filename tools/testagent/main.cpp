@@ -6,8 +6,8 @@
 //                     [--debug TOKENS] [--neighbor-loss-delay S] [--neighbor-loss-disabled REASON]
 //
 // --routes N adds N generated IPv4 routes to the default VRF; --bare leaves out its fixture
-// rows (only the generated routes); --reference also registers the stock reference table
-// (ReferenceTable.h) over the default VRF's ipMcastRouteTable.
+// rows (only the generated routes); --reference also registers the stock yardstick tables of
+// the walk benchmark (ReferenceTable.h) over the default VRF's ipMcastRouteTable.
 //
 // Prints "ready port=N" on stdout once it answers. With --control it reads commands from
 // stdin (see Control.h) and ends at end of input; otherwise it runs until SIGTERM or SIGINT.

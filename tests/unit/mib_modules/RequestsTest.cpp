@@ -82,6 +82,12 @@ TEST_F(RequestsTest, GetNextFromBetweenRowsFromPartialIndexesAndPastTheEnd) {
   EXPECT_EQ(nextName(column(kPimIpMRouteTable, 2, {239, 1})), column(kPimIpMRouteTable, 2, kSG));
   EXPECT_EQ(nextName(column(kPimIpMRouteTable, 2, {239, 2, 2, 2, 0})),
             column(kPimIpMRouteTable, 2, kStarG));
+  // The last address cut short: net-snmp's table helper pads it with zeros, which here makes
+  // exactly the (*,G) row's index, and that row is the answer.
+  EXPECT_EQ(nextName(column(kPimIpMRouteTable, 2, {239, 2, 2, 2, 0, 0, 0, 0, 0})),
+            column(kPimIpMRouteTable, 2, kStarG));
+  EXPECT_EQ(nextName(column(kPimIpMRouteTable, 2, {239, 2, 2, 2, 0, 0, 0, 0, 0, 0, 0})),
+            column(kPimIpMRouteTable, 2, kStarG));
   EXPECT_EQ(nextName(column(kPimIpMRouteTable, 2, {239, 3})), column(kPimIpMRouteTable, 3, kSG));
   EXPECT_EQ(nextName(cat(column(kPimIpMRouteTable, 2, kSG), {7})),
             column(kPimIpMRouteTable, 2, kStarG));

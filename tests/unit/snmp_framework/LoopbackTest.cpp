@@ -46,7 +46,8 @@ struct TestTable {
   };
   Rows rows;
   int nextCalls = 0;
-  std::vector<long> hints;  // per get_first call: the hinted index, or -1
+  std::vector<long> hints;      // per get_first call: the hinted index, or -1
+  std::vector<bool> exclusive;  // per hinted get_first call: whether the hinted row may be skipped
 
   static netsnmp_variable_list* put(Loop* lc, netsnmp_variable_list* vars) {
     if (lc->it == lc->rows->end()) return nullptr;
@@ -60,7 +61,9 @@ struct TestTable {
     int32_t start = 0;
     const bool hinted = hint.word == 1 && Snmp::AsnIntegerToS32(*hint.indexes, start);
     t->hints.push_back(hinted ? start : -1);
+    if (hinted) t->exclusive.push_back(hint.exclusive);
     auto* lc = new Loop{&t->rows, hinted ? t->rows.lower_bound(start) : t->rows.begin()};
+    if (hinted && hint.exclusive && lc->it != t->rows.end() && lc->it->first == start) ++lc->it;
     *loopContext = lc;
     *dataContext = nullptr;
     return put(lc, vars);
@@ -251,21 +254,37 @@ TEST_F(LoopbackTest, MultiVarbindRequestsGetEachTheirOwnRow) {
     EXPECT_EQ(get[1].value, 31);
     EXPECT_EQ(get[2].type, SNMP_NOSUCHINSTANCE);
   }
-  // Unserialized, the batch shares one walk starting at its smallest index.
+  // Unserialized, the batch shares one walk starting at its smallest index; for GETNEXT the
+  // row at that index answers none of them and may be skipped.
   plain_.hints.clear();
-  ask(SNMP_MSG_GETNEXT, {col(1, 2, 15), col(1, 3, 4), col(1, 2, 3)});
+  plain_.exclusive.clear();
+  auto shared = ask(SNMP_MSG_GETNEXT, {col(1, 2, 15), col(1, 3, 4), col(1, 2, 3)});
+  ASSERT_EQ(shared.size(), 3u);
+  EXPECT_EQ(shared[0].name, col(1, 2, 16));
+  EXPECT_EQ(shared[1].name, col(1, 3, 15));
+  EXPECT_EQ(shared[2].name, col(1, 2, 4));
   EXPECT_EQ(plain_.hints, (std::vector<long>{3}));
+  EXPECT_EQ(plain_.exclusive, (std::vector<bool>{true}));
+  // The smallest request has no index at all, the other a whole one: from the top.
+  plain_.hints.clear();
+  auto top = ask(SNMP_MSG_GETNEXT, {col(1, 3, 4), {1, 3, 6, 1, 4, 1, 99999, 1, 1, 2}});
+  ASSERT_EQ(top.size(), 2u);
+  EXPECT_EQ(top[0].name, col(1, 3, 15));
+  EXPECT_EQ(top[1].name, col(1, 2, 3));
+  EXPECT_EQ(plain_.hints, (std::vector<long>{-1}));
 }
 
 TEST_F(LoopbackTest, GetCostsOneDescentWhetherTheRowExistsOrNot) {
   for (oid index : {16, 5, 17}) {
     plain_.hints.clear();
+    plain_.exclusive.clear();
     plain_.nextCalls = 0;
     auto get = ask(SNMP_MSG_GET, {col(1, 3, index)});
     ASSERT_EQ(get.size(), 1u);
     EXPECT_EQ(get[0].type, index == 16 ? ASN_INTEGER : SNMP_NOSUCHINSTANCE);
     EXPECT_EQ(plain_.hints, (std::vector<long>{static_cast<long>(index)}));
-    EXPECT_EQ(plain_.nextCalls, 0) << index;  // no walk on from the start row
+    EXPECT_EQ(plain_.exclusive, (std::vector<bool>{false}));  // a GET needs the hinted row
+    EXPECT_EQ(plain_.nextCalls, 0) << index;                  // no walk on from the start row
   }
 }
 

@@ -4,9 +4,11 @@
 
 #include <net-snmp/net-snmp-includes.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -99,6 +101,19 @@ TEST(HintReadersTest, OctetTypesCheckTheirLength) {
       Snmp::AsnOctetStringToSnmpBytes(*vb(ASN_OCTET_STR, std::vector<uint8_t>(256)), bytes));
   EXPECT_FALSE(Snmp::AsnOctetStringToSnmpBytes(*vb(ASN_IPADDRESS, {1, 2, 3, 4}), bytes));
   EXPECT_EQ(bytes, max);
+
+  // The same checks without a copy: the view points into the varbind, and a failed read leaves
+  // it as it was.
+  const Varbind held = vb(ASN_OCTET_STR, max);
+  std::span<const uint8_t> view;
+  ASSERT_TRUE(Snmp::AsnOctetStringToSpan(*held, view));
+  EXPECT_EQ(view.data(), held->val.string);
+  EXPECT_TRUE(std::equal(view.begin(), view.end(), max.begin(), max.end()));
+  EXPECT_FALSE(Snmp::AsnOctetStringToSpan(*vb(ASN_OCTET_STR, std::vector<uint8_t>(256)), view));
+  EXPECT_FALSE(Snmp::AsnOctetStringToSpan(*vb(ASN_IPADDRESS, {1, 2, 3, 4}), view));
+  EXPECT_EQ(view.data(), held->val.string);
+  ASSERT_TRUE(Snmp::AsnOctetStringToSpan(*vb(ASN_OCTET_STR, std::vector<uint8_t>{}), view));
+  EXPECT_TRUE(view.empty());
 }
 
 TEST(AppendToOidTest, AppendsOctetsWithinCapacity) {
