@@ -237,23 +237,35 @@ Machine: {machine}, {cores} cores; {build} build. Reproduce:
 
 ### Where the cost is
 
-The daemon is CPU-bound during the run (CPU time = wall time). A `perf record --call-graph
-dwarf` profile of the route phase (100k routes, RelWithDebInfo, idle machine: about 63 µs of
-CPU per route) splits it as follows (inclusive shares):
+The daemon is CPU-bound during the run. A `perf record --call-graph dwarf` profile of the route
+phase (100k routes, RelWithDebInfo, about 37 µs of CPU per route on a quiet machine) splits it
+as follows (inclusive shares):
 
-| part | share | µs/route |
-|---|---:|---:|
-| feed socket, line framing, replies, status polls | < 1% | < 1 |
-| parsing the patch text into JSON (`parseJson`) | 9% | 6 |
-| `Document::mergePatch`: validation of the touched subtrees 6%, merge with undo record 9%, interface reference index 6% | 21% | 13 |
-| applying: building the platform route and FIB records, the route table's reader mirroring them into the VRF's sparse-mode status (`RouteShtabReaderSm`), without the agent | 8% | 5 |
-| the agent's route state machine (`MrouteSm::handleMroute` on the route, `handleMfibRoute` on its FIB entry; nine rows and their next hops) | 51% | 32 |
-| allocator (spread over the above) | 15% of the total | |
+| part | share |
+|---|---:|
+| feed socket, line framing, replies, status polls | 1-2% |
+| parsing the patch text into JSON (`parseJson`) | 12% |
+| `Document::mergePatchTaking`: merge with undo record 7%, validation of the touched subtrees 10%, interface reference index 5% | 23% |
+| applying: route keys parsed again, platform route and FIB records built and inserted, the route table's reader mirroring them into the VRF's sparse-mode status | 22% |
+| the agent's route state machine: `MrouteSm::handleMroute` on the route (nine rows and their next hops, 31%) and on its FIB entry, which arrives first and finds no route (6%) | 37% |
 
-The agent's share alone caps the rate at about 31k routes/s on this machine (the "Route
-mirroring" benchmark's 285k events/s at nine events per route is the same figure). 50k
-routes/s leaves 20 µs per route for everything; today the route state machine (32 µs) and the
-document path (parse, validate, merge: 19 µs) each take about that much alone. Memory: the store's rows are
+What brought it from the first measurement (11,642 routes/s, about 63 µs of CPU per route) to
+this one, each step measured on its own:
+
+- A patch's routes are applied after its FIB entries (and removed routes before them): the
+  agent reconciles a new route once, with its FIB entry in place, instead of once for the route
+  and again, in full, for the FIB entry.
+- The parsed patch is moved into the document instead of copied (whole new subtrees at once);
+  the emptied patch still serves as the hint of what changed. Parsing and merging place each
+  member with one map descent.
+- Address comparisons load octets as big-endian words instead of calling `memcmp`, and the
+  agent's route reactors are found by a key held in the map node.
+
+50k routes/s leaves 20 µs per route for everything; applying to the platform records and the
+agent's state machine alone take about 22 µs, and the JSON document (parse, merge, validation,
+reference index) about 13 µs more. Reaching the target needs the document kept as typed
+records instead of a JSON tree, and the route's way through the platform records shortened
+(each record collection is looked up several times per route). Memory: the store's rows are
 1488 bytes per route (see "Route mirroring"); the rest of the 4.7 KB per route is the document
 itself (nlohmann::json objects for the route and its FIB entry), the platform records, the
 reader's mirrored copy of every route and the agent's per-route bookkeeping.
