@@ -14,7 +14,6 @@ import argparse
 import json
 import os
 import platform
-import re
 import shutil
 import signal
 import socket
@@ -24,19 +23,7 @@ import sys
 import tempfile
 import time
 
-
-def free_port():
-    for _ in range(100):
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as u:
-            u.bind(("127.0.0.1", 0))
-            port = u.getsockname()[1]
-            try:
-                with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as t:
-                    t.bind(("127.0.0.1", port))
-            except OSError:
-                continue
-            return port
-    sys.exit("no free port")
+from benchlib import cpu_seconds, free_port, write_section
 
 
 class Feed:
@@ -106,13 +93,6 @@ def rss_kib(pid):
             if line.startswith("VmRSS:"):
                 return int(line.split()[1])
     return 0
-
-
-def cpu_seconds(pid):
-    with open(f"/proc/{pid}/stat") as f:
-        fields = f.read().rsplit(")", 1)[1].split()
-    # utime and stime: fields 14 and 15 of the whole line, 12 and 13 after the name.
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
 def mcast_routes(feed):
@@ -270,23 +250,6 @@ records instead of a JSON tree, and the route's way through the platform records
 itself (nlohmann::json objects for the route and its FIB entry), the platform records, the
 reader's mirrored copy of every route and the agent's per-route bookkeeping.
 """
-
-
-def write_section(path, title, text):
-    """Replaces the '## title' section of `path` (up to the next '## ' heading), or appends
-    it; other sections are left as they are."""
-    try:
-        with open(path) as f:
-            content = f.read()
-    except FileNotFoundError:
-        content = "# Benchmarks\n"
-    pattern = re.compile(rf"^## {re.escape(title)}\n.*?(?=^## |\Z)", re.S | re.M)
-    if pattern.search(content):
-        content = pattern.sub(lambda _: text.rstrip("\n") + "\n\n", content, count=1)
-    else:
-        content = content.rstrip("\n") + "\n\n" + text
-    with open(path, "w") as f:
-        f.write(content.rstrip("\n") + "\n")
 
 
 def main():

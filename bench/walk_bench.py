@@ -18,12 +18,13 @@ import platform
 import re
 import shutil
 import signal
-import socket
 import statistics
 import subprocess
 import sys
 import tempfile
 import time
+
+from benchlib import cpu_seconds, free_port, write_section
 
 OURS = "1.3.6.1.2.1.168.1.5"  # ipMcastRouteTable
 FLOOR = "1.3.6.1.4.1.99999.2"
@@ -32,30 +33,8 @@ TABLES = (OURS, FLOOR, REFERENCE)
 NAMES = {OURS: "ipMcastRouteTable", FLOOR: "iterator floor (stock table_iterator)",
          REFERENCE: "reference (stock container table)"}
 SERVED_COLUMNS = 6
-TICK = os.sysconf("SC_CLK_TCK")
 # Varbinds per sample: below this a sample repeats the walk.
 MIN_SAMPLE_VARBINDS = 300_000
-
-
-def free_port():
-    for _ in range(100):
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as u:
-            u.bind(("127.0.0.1", 0))
-            port = u.getsockname()[1]
-            try:
-                with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as t:
-                    t.bind(("127.0.0.1", port))
-            except OSError:
-                continue
-            return port
-    sys.exit("no free port")
-
-
-def cpu_seconds(pid):
-    with open(f"/proc/{pid}/stat") as f:
-        fields = f.read().rsplit(")", 1)[1].split()
-    # utime and stime are fields 14 and 15 of the line; 12 and 13 after the command name.
-    return (int(fields[11]) + int(fields[12])) / TICK
 
 
 class Agent:
@@ -336,23 +315,6 @@ through `table_iterator` with this index; it needs the tables served without the
 (a handler under the `table` helper that looks the request's index up in the ordered collection
 itself, as `table_container` does on its array), which the current design rules out.
 """
-
-
-def write_section(path, title, text):
-    """Replaces the '## title' section of `path` (up to the next '## ' heading), or appends
-    it; other sections are left as they are."""
-    try:
-        with open(path) as f:
-            content = f.read()
-    except FileNotFoundError:
-        content = "# Benchmarks\n"
-    pattern = re.compile(rf"^## {re.escape(title)}\n.*?(?=^## |\Z)", re.S | re.M)
-    if pattern.search(content):
-        content = pattern.sub(lambda _: text.rstrip("\n") + "\n\n", content, count=1)
-    else:
-        content = content.rstrip("\n") + "\n\n" + text
-    with open(path, "w") as f:
-        f.write(content.rstrip("\n") + "\n")
 
 
 if __name__ == "__main__":

@@ -1,0 +1,47 @@
+"""Helpers shared by the benchmark drivers: a loopback port, a process's CPU time, and the
+rewrite of one section of BENCHMARKS.md."""
+
+import os
+import re
+import socket
+import sys
+
+
+def free_port():
+    """A port free for both UDP and TCP on 127.0.0.1 (the kernel's pick, released)."""
+    for _ in range(100):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as u:
+            u.bind(("127.0.0.1", 0))
+            port = u.getsockname()[1]
+            try:
+                with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as t:
+                    t.bind(("127.0.0.1", port))
+            except OSError:
+                continue
+            return port
+    sys.exit("no free port")
+
+
+def cpu_seconds(pid):
+    """utime + stime of process `pid`, in seconds."""
+    with open(f"/proc/{pid}/stat") as f:
+        fields = f.read().rsplit(")", 1)[1].split()
+    # utime and stime are fields 14 and 15 of the line; 12 and 13 after the command name.
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+def write_section(path, title, text):
+    """Replaces the '## title' section of `path` (up to the next '## ' heading), or appends
+    it; other sections are left as they are."""
+    try:
+        with open(path) as f:
+            content = f.read()
+    except FileNotFoundError:
+        content = "# Benchmarks\n"
+    pattern = re.compile(rf"^## {re.escape(title)}\n.*?(?=^## |\Z)", re.S | re.M)
+    if pattern.search(content):
+        content = pattern.sub(lambda _: text.rstrip("\n") + "\n\n", content, count=1)
+    else:
+        content = content.rstrip("\n") + "\n\n" + text
+    with open(path, "w") as f:
+        f.write(content.rstrip("\n") + "\n")
