@@ -82,7 +82,6 @@ Json mergeWithUndo(Json& target, Patch& patch) {
     // Everything below is new: the undo is the old value as a whole.
     Json old = std::exchange(target, Json());
     merge(target, patch);
-    if (!target.is_object()) target = Json::object();
     return old;
   }
   Json undo = Json::object();
