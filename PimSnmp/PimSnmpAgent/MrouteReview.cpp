@@ -50,9 +50,9 @@ void MrouteSm::doMrouteReview() {
   while (it != route_.end()) {
     // handleMroute never removes a route reactor, so the iterator stays valid.
     const RouteKey key = it->first;
-    if (!reviewedRoute(key)) {
+    if (!it->second->reviewed_) {
       TRACE8("Reviewing route {}", key);
-      reviewedRouteIs(key, true);
+      reviewedIs(*it->second, true);
       handleMroute(key);
     }
     ++it;
@@ -65,7 +65,7 @@ void MrouteSm::doMrouteReview() {
     }
   }
   reviewBookmark_ = none;
-  if (reviewedRoute_.size() == routeStatus()->route().size()) {
+  if (reviewedRoutes_ == routeStatus()->route().size()) {
     TRACE8("{}: Finished review", fmt::ptr(this));
     reviewCompleted_ = true;
     notify(attrReviewCompleted);

@@ -28,7 +28,6 @@ MrouteSm::MrouteSm(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
       mfibShtabStatus_(this, std::move(mfibShtabStatus)),
       reviewBookmark_(
           RouteKey{Lanet::IpGenAddr::unspecified(af), Lanet::IpGenAddr::unspecified(af)}),
-      reviewedRoute_(this, attrReviewedRoute),
       intfIdToOifIndex_(this, attrIntfIdToOifIndex),
       oifIndexToIntfId_(this, attrOifIndexToIntfId) {
   // The parameters, moved from, hide the accessors here.
@@ -148,7 +147,7 @@ void MrouteSm::RxRoute::routeSync(Ent::Ptr<const SparseMode::Route> route) {
 
 void MrouteSm::RxRoute::handleRouteIntf(const Lanet::IntfId& intfId) {
   const RouteKey& k = key();
-  if (!owner_->reviewCompleted() && !owner_->reviewedRoute(k)) {
+  if (!owner_->reviewCompleted() && !reviewed_) {
     TRACE8("Startup review is in process and has not processed {}", k);
     return;
   }
@@ -196,22 +195,53 @@ const MrouteSm::RxRoute* MrouteSm::route(const RouteKey& key) const {
 }
 
 MrouteSm::RxRoute& MrouteSm::routeIs(Ent::Ptr<const SparseMode::Route> route) {
-  if (RxRoute* rx = routeFind(route->key())) {
+  const RouteKey& key = route->key();
+  auto it = route_.lower_bound(key);
+  if (it != route_.end() && it->first == key) {
+    RxRoute& rx = *it->second;
     // A new record under the same key replaces the old one.
-    if (rx->notifier() != route.get()) rx->routeSync(std::move(route));
-    return *rx;
+    if (rx.notifier() != route.get()) rx.routeSync(std::move(route));
+    return rx;
   }
-  const RouteKey key = route->key();
-  return *route_.emplace(key, std::make_unique<RxRoute>(this, std::move(route))).first->second;
+  return *route_.emplace_hint(it, key, std::make_unique<RxRoute>(this, std::move(route)))->second;
 }
 
 void MrouteSm::routeDel(const RouteKey& key) {
   auto it = route_.find(key);
-  if (it != route_.end()) route_.erase(it);
+  if (it == route_.end()) return;
+  reviewedIs(*it->second, false);
+  route_.erase(it);
 }
 
 void MrouteSm::routeDelAll() {
   route_.clear();
+  reviewedRoutes_ = 0;
+}
+
+// ---- reviewed routes
+
+bool MrouteSm::reviewedRoute(const RouteKey& key) const {
+  const RxRoute* rx = routeFind(key);
+  return rx != nullptr && rx->reviewed_;
+}
+
+void MrouteSm::reviewedRouteIs(const RouteKey& key, bool reviewed) {
+  if (RxRoute* rx = routeFind(key)) reviewedIs(*rx, reviewed);
+}
+
+void MrouteSm::reviewedIs(RxRoute& rx, bool reviewed) {
+  if (rx.reviewed_ == reviewed) return;
+  rx.reviewed_ = reviewed;
+  if (reviewed) {
+    ++reviewedRoutes_;
+  } else {
+    --reviewedRoutes_;
+  }
+}
+
+void MrouteSm::reviewedRouteDelAll() {
+  for (auto& [key, rx] : route_) rx->reviewed_ = false;
+  reviewedRoutes_ = 0;
 }
 
 void MrouteSm::routeIntfUpdate(RxRoute& rx, const Lanet::IntfId& intfId) {
@@ -257,7 +287,12 @@ void MrouteSm::handleMroute(const RouteKey& key) {
   const Snmp::PimIpMrouteEntryIndex pimIndex = Snmp::pimIpMrouteEntryIndexFromRouteKey(key);
   Ent::Ptr<IpMcastRouteEntry> row = pimMib_->ipMcastRouteTable(mcastIndex);
   const Ent::Ptr<const SparseMode::Route> route = routeStatus()->route(key);
-  const FibRoute fibRoute = mfibShtabStatus()->route(pimRouteKeyToMfibKey(key));
+  // Without a route and a row there is nothing to build or remove (a FIB entry that arrives
+  // before its route ends here): the route's other rows only exist beside its
+  // ipMcastRouteTable row, so the FIB look-up and the deletions are skipped.
+  const bool rows = row != nullptr;
+  const FibRoute fibRoute =
+      route || rows ? mfibShtabStatus()->route(pimRouteKeyToMfibKey(key)) : FibRoute();
 
   // Rows read their route record live, so a row left on an old record (a replacement that
   // raised no event) is rebuilt rather than kept.
@@ -273,19 +308,20 @@ void MrouteSm::handleMroute(const RouteKey& key) {
   if (!route) {
     if (row) removeRouteEntries(key, *row, fibRoute);
     TRACE8("Remove ipMcastRoute entry for {}", key);
-    pimMib_->ipMcastRouteTableDel(mcastIndex);
+    if (rows) pimMib_->ipMcastRouteTableDel(mcastIndex);
     if (v4) {
       TRACE8("Remove Pim Mroute entry for {}", key);
-      pimMib_->pimIpMrouteTableDel(pimIndex);
+      if (rows) pimMib_->pimIpMrouteTableDel(pimIndex);
       TRACE8("Remove Mroute entry for {}", key);
-      pimMib_->ipMRouteTableDel(pimIndex);
+      if (rows) pimMib_->ipMRouteTableDel(pimIndex);
     }
+    // Only a followed route can be marked reviewed: dropping the mark is part of this.
     if (RxRoute* rx = routeFind(key)) {
       upstreamSync(*rx, nullptr);
       rx->mcastRow_ = nullptr;
+      reviewedIs(*rx, false);
     }
     reviewedIntfIdDelAll();
-    reviewedRouteDel(key);
     return;
   }
 
@@ -334,7 +370,7 @@ void MrouteSm::handleMroute(const RouteKey& key) {
     reviewedIntfIdIs(intfId);
   }
   reviewedIntfIdDelAll();
-  reviewedRouteIs(key, true);
+  reviewedIs(rx, true);
 }
 
 void MrouteSm::removeRouteEntries(const RouteKey& key, IpMcastRouteEntry& row,

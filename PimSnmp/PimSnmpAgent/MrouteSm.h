@@ -64,7 +64,6 @@ class MrouteSm : public Ent::Entity {
 
   enum Attr : Ent::AttrId {
     attrReviewCompleted = 1,
-    attrReviewedRoute = 2,
     attrIntfIdToOifIndex = 3,
     attrOifIndexToIntfId = 4,
   };
@@ -117,6 +116,8 @@ class MrouteSm : public Ent::Entity {
     // lookup; trusted only while it is still in the store.
     Ent::Ptr<Snmp::IpMcastRouteEntry> mcastRow_;
     int32_t upstreamIfIndex_ = 0;
+    // Whether the review, or an event after it, has processed the route (see reviewedRoute).
+    bool reviewed_ = false;
   };
 
   MrouteSm(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
@@ -172,11 +173,15 @@ class MrouteSm : public Ent::Entity {
   const RouteKey& reviewBookmark() const { return reviewBookmark_; }
   bool reviewCompleted() const { return reviewCompleted_; }
 
-  const Ent::HashValueMap<RouteKey, bool>& reviewedRoute() const { return reviewedRoute_; }
-  bool reviewedRoute(const RouteKey& key) const { return reviewedRoute_.get(key); }
-  void reviewedRouteIs(const RouteKey& key, bool reviewed) { reviewedRoute_.set(key, reviewed); }
-  void reviewedRouteDel(const RouteKey& key) { reviewedRoute_.erase(key); }
-  void reviewedRouteDelAll() { reviewedRoute_.clear(); }
+  // The routes the review (or an event after it) has processed. Only followed routes can be
+  // reviewed, so the mark lives in the route's reactor: a route event costs no extra look-up
+  // or allocation, and a reactor dropped takes its mark with it.
+  size_t reviewedRoutes() const { return reviewedRoutes_; }
+  bool reviewedRoute(const RouteKey& key) const;
+  // Marks a followed route; a key without a reactor is ignored.
+  void reviewedRouteIs(const RouteKey& key, bool reviewed);
+  void reviewedRouteDel(const RouteKey& key) { reviewedRouteIs(key, false); }
+  void reviewedRouteDelAll();
 
   // Scratch set of the interfaces handled within one handleMroute; empty between calls.
   bool reviewedIntfId(const Lanet::IntfId& intfId) const;
@@ -234,6 +239,7 @@ class MrouteSm : public Ent::Entity {
   using RouteMap = std::map<RouteKey, std::unique_ptr<RxRoute>>;
 
   RxRoute* routeFind(const RouteKey& key) const;
+  void reviewedIs(RxRoute& rx, bool reviewed);
   // Next hops of one interface of a followed route (its interface event).
   void routeIntfUpdate(RxRoute& rx, const Lanet::IntfId& intfId);
   double now() const;
@@ -279,7 +285,7 @@ class MrouteSm : public Ent::Entity {
   double reviewQuantum_ = 0.1;
   RouteKey reviewBookmark_;
   bool reviewCompleted_ = false;
-  Ent::HashValueMap<RouteKey, bool> reviewedRoute_;
+  size_t reviewedRoutes_ = 0;
   std::vector<Lanet::IntfId> reviewedIntfId_;
   std::vector<Lanet::IntfId> pendingIntfId_;  // scratch, reused to spare allocations
 
