@@ -30,8 +30,19 @@ std::optional<IpAddr> IpAddr::parse(std::string_view text) {
 }
 
 std::string IpAddr::toString() const {
+  // By hand: addresses are formatted for every trace line and key check, and a format call
+  // costs several times this.
   const auto b = bytes();
-  return fmt::format("{}.{}.{}.{}", b[0], b[1], b[2], b[3]);
+  char text[15];
+  char* p = text;
+  for (size_t i = 0; i < b.size(); ++i) {
+    if (i > 0) *p++ = '.';
+    const unsigned v = b[i];
+    if (v >= 100) *p++ = static_cast<char>('0' + v / 100);
+    if (v >= 10) *p++ = static_cast<char>('0' + v / 10 % 10);
+    *p++ = static_cast<char>('0' + v % 10);
+  }
+  return std::string(text, p);
 }
 
 size_t IpAddr::hash(size_t seed) const {

@@ -62,6 +62,46 @@ TEST(ParseTest, NestingIsLimited) {
                   .value);
 }
 
+// Whether two trees hold the same JSON types throughout (== takes 1 and 1u as equal).
+bool sameTypes(const Json& a, const Json& b) {
+  if (a.type() != b.type() || a.size() != b.size()) return false;
+  if (a.is_object()) {
+    for (auto ia = a.begin(), ib = b.begin(); ia != a.end(); ++ia, ++ib) {
+      if (ia.key() != ib.key() || !sameTypes(*ia, *ib)) return false;
+    }
+  } else if (a.is_array()) {
+    for (size_t i = 0; i < a.size(); ++i) {
+      if (!sameTypes(a[i], b[i])) return false;
+    }
+  }
+  return true;
+}
+
+// The feed's parser must build exactly the tree nlohmann's own parser builds, number types
+// included (the validator tells integers from floats), and refuse what is not strict JSON.
+TEST(ParseTest, BuildsTheTreeNlohmannBuildsAndRefusesNonJson) {
+  for (const char* text :
+       {R"({"a": [1, -1, 0, -0, 4294967296, -4294967296, 18446744073709551615, 1.5, 1e3]})",
+        R"({"big": 18446744073709551616, "neg": -9223372036854775808, "tiny": 5e-324})",
+        R"(["caf\u00e9 \ud83d\ude00", "\u0000x", "\"\\\/\b\f\n\r\t", true, false, null])",
+        R"({"": {}, "~/": [[]], "k": {"k": {"k": "v"}}})", "  7  ", R"("s")"}) {
+    const auto r = PimSnmpd::parseJson(text);
+    ASSERT_TRUE(r.value) << text << ": " << describe(r.errors);
+    const Json expected = Json::parse(text);
+    EXPECT_EQ(*r.value, expected) << text;
+    EXPECT_TRUE(sameTypes(*r.value, expected)) << text;
+  }
+  EXPECT_EQ(PimSnmpd::parseJson(R"(["\u0000x"])").value->at(0).get<std::string>().size(), 2u);
+  for (const char* text : {"{} {}", "{\"a\": 1,}", "[1, 2", "// c\n{}", "{\"a\": NaN}", "'a'",
+                           "\"\xff\"", "\"\xc3\"", "01", "[.5]", "{\"a\" 1}"}) {
+    const auto r = PimSnmpd::parseJson(text);
+    EXPECT_FALSE(r.value) << text;
+    ASSERT_EQ(r.errors.size(), 1u) << text;
+    EXPECT_EQ(r.errors[0].reason.rfind("invalid JSON: parse error at line 1, column ", 0), 0u)
+        << r.errors[0].reason;
+  }
+}
+
 TEST(ValidateTest, BaseAndEmptyDocumentsAreValid) {
   EXPECT_TRUE(PimSnmpd::validate(baseJson()).empty()) << describe(PimSnmpd::validate(baseJson()));
   EXPECT_TRUE(PimSnmpd::validate(Json::object()).empty());
