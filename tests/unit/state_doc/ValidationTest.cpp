@@ -84,7 +84,8 @@ TEST(ParseTest, BuildsTheTreeNlohmannBuildsAndRefusesNonJson) {
        {R"({"a": [1, -1, 0, -0, 4294967296, -4294967296, 18446744073709551615, 1.5, 1e3]})",
         R"({"big": 18446744073709551616, "neg": -9223372036854775808, "tiny": 5e-324})",
         R"(["caf\u00e9 \ud83d\ude00", "\u0000x", "\"\\\/\b\f\n\r\t", true, false, null])",
-        R"({"": {}, "~/": [[]], "k": {"k": {"k": "v"}}})", "  7  ", R"("s")"}) {
+        R"({"": {}, "~/": [[]], "k": {"k": {"k": "v"}}})", "  7  ", R"("s")",
+        R"({"café": "ü €"})"}) {
     const auto r = PimSnmpd::parseJson(text);
     ASSERT_TRUE(r.value) << text << ": " << describe(r.errors);
     const Json expected = Json::parse(text);
