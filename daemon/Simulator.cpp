@@ -10,8 +10,6 @@ namespace PimSnmpd {
 
 namespace {
 
-using Json = nlohmann::json;
-
 const Json* member(const Json* obj, std::string_view name) {
   if (obj == nullptr || !obj->is_object()) return nullptr;
   auto it = obj->find(name);

@@ -15,14 +15,12 @@
 #include <optional>
 #include <string>
 
-#include <nlohmann/json.hpp>
+#include "daemon/state/Json.h"
 
 namespace PimSnmpd {
 
 class Simulator {
  public:
-  using Json = nlohmann::json;
-
   static constexpr uint64_t kFlapPeriod = 12;
   static constexpr uint64_t kFlapDown = 4;
   static constexpr uint64_t kChurnPeriod = 10;

@@ -2,7 +2,7 @@
 
 // The pieces of `pimsnmpctl status`, each read from where the agent keeps it.
 
-#include <nlohmann/json.hpp>
+#include "daemon/state/Json.h"
 
 #include "platform/Ent/Dir.h"
 
@@ -13,8 +13,6 @@ class TrapManager;
 }  // namespace Snmp
 
 namespace PimSnmpd::Status {
-
-using Json = nlohmann::json;
 
 // {"PimMIB": ["", "red"], "ipMRouteStdMIB": [...], "ipMcastMIB": [...]}: the contexts each
 // module serves.

@@ -5,8 +5,6 @@
 
 namespace PimSnmpd {
 
-using Json = nlohmann::json;
-
 void mergePatchInPlace(Json& target, const Json& patch) {
   if (!patch.is_object()) {
     target = patch;

@@ -14,14 +14,12 @@
 #include <tuple>
 #include <vector>
 
-#include <nlohmann/json.hpp>
+#include "daemon/state/Json.h"
 
 #include "platform/Lanet/AddressFamily.h"
 #include "platform/Routing/Pim/RouteKey.h"
 
 namespace PimSnmpd {
-
-using Json = nlohmann::json;
 
 // One problem of a document or patch: where (an RFC 6901 JSON pointer, "" for the whole text)
 // and why.

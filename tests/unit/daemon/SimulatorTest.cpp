@@ -107,7 +107,7 @@ TEST(Simulator, KeepsTheShippedDemoMovingWithoutARefusal) {
 
 TEST(Simulator, HasNothingToDoOnAnEmptyDocument) {
   Simulator sim;
-  for (int i = 0; i < 30; ++i) EXPECT_TRUE(sim.step(nlohmann::json::object()).empty());
+  for (int i = 0; i < 30; ++i) EXPECT_TRUE(sim.step(Json::object()).empty());
 }
 
 }  // namespace

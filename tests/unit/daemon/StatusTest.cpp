@@ -14,8 +14,6 @@
 namespace PimSnmpd {
 namespace {
 
-using Json = nlohmann::json;
-
 TEST(Status, ListsTheContextsOfEachModule) {
   Snmp::MibContexts contexts;
   contexts.moduleIs("ipMcastMIB", "");

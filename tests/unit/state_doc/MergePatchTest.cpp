@@ -7,7 +7,7 @@
 
 namespace {
 
-using Json = nlohmann::json;
+using PimSnmpd::Json;
 
 struct Example {
   const char* target;

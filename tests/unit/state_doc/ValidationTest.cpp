@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -101,6 +102,43 @@ TEST(ParseTest, BuildsTheTreeNlohmannBuildsAndRefusesNonJson) {
     EXPECT_EQ(r.errors[0].reason.rfind("invalid JSON: parse error at line 1, column ", 0), 0u)
         << r.errors[0].reason;
   }
+}
+
+// Objects order members with their own comparison; documents are dumped and walked in that
+// order, which must stay std::string's.
+TEST(JsonTest, MemberNamesOrderLikeStrings) {
+  const std::vector<std::string> names = {"",
+                                          "a",
+                                          "ab",
+                                          std::string("a\0", 2),
+                                          "abcdefg",
+                                          "abcdefgh",
+                                          "abcdefgh\x01",
+                                          "abcdefghi",
+                                          "abcdefgi",
+                                          "abcdefghijklmnop",
+                                          "abcdefghijklmnoq",
+                                          "abcdefghijklmnopq",
+                                          "\x7f",
+                                          "\x80",
+                                          "\xff",
+                                          "10.1.0.1,239.1.0.1",
+                                          "10.1.0.10,239.1.0.1",
+                                          "10.1.0.2,239.1.0.1",
+                                          "Ethernet1",
+                                          "Ethernet10",
+                                          "Ethernet2"};
+  const PimSnmpd::MemberNameLess less;
+  for (const std::string& a : names) {
+    for (const std::string& b : names) EXPECT_EQ(less(a, b), a < b) << a << " vs " << b;
+  }
+  Json obj = Json::object();
+  for (const std::string& n : names) obj[n] = 1;
+  std::vector<std::string> sorted = names;
+  std::sort(sorted.begin(), sorted.end());
+  std::vector<std::string> walked;
+  for (const auto& [name, v] : obj.items()) walked.push_back(name);
+  EXPECT_EQ(walked, sorted);
 }
 
 TEST(ValidateTest, BaseAndEmptyDocumentsAreValid) {

@@ -1,0 +1,45 @@
+#pragma once
+
+// The JSON value type of pimsnmpd: nlohmann::json, except for how objects order their members.
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+#include "platform/Lanet/ByteOrder.h"
+
+namespace PimSnmpd {
+
+// Orders member names exactly as std::string's operator< does (bytewise, unsigned; a prefix
+// first) but compares eight bytes at a time inline. A feed patch's route is looked up by its
+// key in maps of 100k members a few times over; the library call per comparison was the
+// daemon's largest single cost.
+struct MemberNameLess {
+  using is_transparent = void;
+
+  bool operator()(std::string_view a, std::string_view b) const noexcept {
+    const size_t n = a.size() < b.size() ? a.size() : b.size();
+    size_t i = 0;
+    const auto* pa = reinterpret_cast<const uint8_t*>(a.data());
+    const auto* pb = reinterpret_cast<const uint8_t*>(b.data());
+    for (; i + 8 <= n; i += 8) {
+      const uint64_t x = Lanet::detail::loadBe64(pa + i);
+      const uint64_t y = Lanet::detail::loadBe64(pb + i);
+      if (x != y) return x < y;
+    }
+    for (; i < n; ++i) {
+      if (pa[i] != pb[i]) return pa[i] < pb[i];
+    }
+    return a.size() < b.size();
+  }
+};
+
+template <class Key, class T, class IgnoredLess, class Allocator>
+using JsonObjectMap = std::map<Key, T, MemberNameLess, Allocator>;
+
+using Json = nlohmann::basic_json<JsonObjectMap>;
+
+}  // namespace PimSnmpd
