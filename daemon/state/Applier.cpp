@@ -53,20 +53,26 @@ enum class Pass { removals, upserts, both };
 // those the hint names, or without a hint all members of either. A side without the member
 // passes null; a member absent on both sides is skipped. Removals come first, so that a record
 // that takes over something (an ifIndex, a key) from a removed one never meets it.
+// `landings` (the merge's, when `hint` is its patch) finds members of large maps without a
+// search by name.
 template <class F>
-void forEachKey(const Json* oldMap, Json* newMap, const Json* hint, F&& f, Pass pass = Pass::both) {
+void forEachKey(const Json* oldMap, Json* newMap, const Json* hint, F&& f, Pass pass = Pass::both,
+                const MergeLandings* landings = nullptr) {
   const bool removals = pass != Pass::upserts;
   const bool upserts = pass != Pass::removals;
+  auto newMember = [&](const std::string& name, const Json& h) {
+    return const_cast<Json*>(landedMember(newMap, name, &h, landings));
+  };
   if (hint != nullptr) {
     if (removals) {
       for (const auto& [name, h] : hint->items()) {
         const Json* o = member(oldMap, name);
-        if (o != nullptr && member(newMap, name) == nullptr) f(name, o, nullptr, nullptr);
+        if (o != nullptr && newMember(name, h) == nullptr) f(name, o, nullptr, nullptr);
       }
     }
     if (upserts) {
       for (const auto& [name, h] : hint->items()) {
-        if (Json* n = member(newMap, name))
+        if (Json* n = newMember(name, h))
           f(name, member(oldMap, name), n, h.is_object() ? &h : nullptr);
       }
     }
@@ -123,7 +129,8 @@ double resolveTime(Json& item, std::string_view name, const Json* oldItem, doubl
 
 class Sync {
  public:
-  Sync(PlatformState& state, double now) : st_(state), now_(now) {}
+  Sync(PlatformState& state, double now, const MergeLandings* landings = nullptr)
+      : st_(state), now_(now), landings_(landings) {}
 
   // `oldDoc` is the previous document (without a hint) or what the patch `hint` replaced.
   void run(const Json* oldDoc, Json& newDoc, const Json* hint) {
@@ -501,7 +508,7 @@ class Sync {
             table->routeIs(made);
           }
         },
-        pass);
+        pass, landings_);
   }
 
   void fillRoute(AddressFamily af, Sm::Route& r, const Json* o, Json& n, const Json* h) {
@@ -576,15 +583,17 @@ class Sync {
     if (!touched(h, "routes") && !remapped) return;
     // A moved OIF index changes the OIF bits of every route using it: check them all.
     const Json* hint = remapped ? nullptr : childHint(h, "routes");
-    forEachKey(member(o, "routes"), member(n, "routes"), hint,
-               [&](const std::string& name, const Json*, Json* rn, const Json*) {
-                 const auto key = Pim::pimRouteKeyToMfibKey(*parseRouteKey(name, af));
-                 if (rn == nullptr) {
-                   table->routeDel(key);
-                 } else {
-                   upsertFibRoute(*table, indexes, key, *rn);
-                 }
-               });
+    forEachKey(
+        member(o, "routes"), member(n, "routes"), hint,
+        [&](const std::string& name, const Json*, Json* rn, const Json*) {
+          const auto key = Pim::pimRouteKeyToMfibKey(*parseRouteKey(name, af));
+          if (rn == nullptr) {
+            table->routeDel(key);
+          } else {
+            upsertFibRoute(*table, indexes, key, *rn);
+          }
+        },
+        Pass::both, landings_);
   }
 
   // Puts the table's OIF map in line with `indexes` (interface -> index); returns whether an
@@ -660,6 +669,7 @@ class Sync {
 
   PlatformState& st_;
   const double now_;
+  const MergeLandings* landings_;
 };
 
 }  // namespace
@@ -681,9 +691,10 @@ namespace {
 // `patch` is taken: its values move into the document and it is left as the change's hint.
 ApplyResult applyPatchTaking(Document& current, Json& patch, PlatformState& state) {
   Json before;
-  ValidationErrors errors = current.mergePatchTaking(patch, &before);
+  MergeLandings landings;
+  ValidationErrors errors = current.mergePatchTaking(patch, &before, &landings);
   if (!errors.empty()) return {false, std::move(errors)};
-  Sync(state, Plat::now()).run(&before, DocumentTimes::json(current), &patch);
+  Sync(state, Plat::now(), &landings).run(&before, DocumentTimes::json(current), &patch);
   return {true, {}};
 }
 

@@ -61,7 +61,7 @@ void mergeTaking(Json& target, Json& value) {
 
 // The undo of one object level; `Patch` is const Json (values copied) or Json (values taken).
 template <class Patch>
-Json mergeWithUndo(Json& target, Patch& patch) {
+Json mergeWithUndo(Json& target, Patch& patch, MergeLandings* landings) {
   constexpr bool taking = !std::is_const_v<Patch>;
   auto merge = [](Json& into, Patch& value) {
     if constexpr (taking) {
@@ -83,28 +83,33 @@ Json mergeWithUndo(Json& target, Patch& patch) {
     return old;
   }
   Json undo = Json::object();
-  // On the map itself: one descent finds a member or where a new one goes.
+  // On the maps themselves: one descent finds a member or where a new one goes, and the undo,
+  // built in the patch's (sorted) order, grows at its end.
   Json::object_t& members = target.get_ref<Json::object_t&>();
+  Json::object_t& undone = undo.get_ref<Json::object_t&>();
+  const bool record = landings != nullptr && members.size() >= MergeLandings::kMinMembers;
   for (auto& [name, value] : patch.items()) {
     auto it = members.lower_bound(name);
     const bool present = it != members.end() && it->first == name;
+    Json& old = undone.emplace_hint(undone.end(), name, Json())->second;
     if (value.is_null()) {
-      if (!present) {
-        undo[name] = nullptr;
-      } else {
-        undo[name] = std::move(it->second);
+      if (present) {
+        old = std::move(it->second);
         members.erase(it);
       }
-    } else if (!present) {
-      undo[name] = nullptr;
-      merge(members.emplace_hint(it, name, Json())->second, value);
+      continue;
+    }
+    if (!present) {
+      it = members.emplace_hint(it, name, Json());
+      merge(it->second, value);
     } else if (value.is_object() && it->second.is_object()) {
-      undo[name] = mergeWithUndo(it->second, value);
+      old = mergeWithUndo(it->second, value, landings);
     } else {
-      undo[name] = std::move(it->second);
+      old = std::move(it->second);
       it->second = Json();
       merge(it->second, value);
     }
+    if (record) landings->add(&value, &it->second);
   }
   return undo;
 }
@@ -112,11 +117,21 @@ Json mergeWithUndo(Json& target, Patch& patch) {
 }  // namespace
 
 Json mergePatchInPlaceWithUndo(Json& target, const Json& patch) {
-  return mergeWithUndo(target, patch);
+  return mergeWithUndo(target, patch, nullptr);
 }
 
-Json mergePatchInPlaceWithUndoTaking(Json& target, Json& patch) {
-  return mergeWithUndo(target, patch);
+Json mergePatchInPlaceWithUndoTaking(Json& target, Json& patch, MergeLandings* landings) {
+  return mergeWithUndo(target, patch, landings);
+}
+
+const Json* landedMember(const Json* obj, std::string_view name, const Json* hintNode,
+                         const MergeLandings* landings) {
+  if (landings != nullptr && hintNode != nullptr) {
+    if (const Json* v = landings->find(hintNode)) return v->is_null() ? nullptr : v;
+  }
+  if (obj == nullptr || !obj->is_object()) return nullptr;
+  auto it = obj->find(name);
+  return it == obj->end() || it->is_null() ? nullptr : &*it;
 }
 
 }  // namespace PimSnmpd

@@ -183,11 +183,11 @@ const Json* childHint(const Json* hint, std::string_view name) {
 // Calls f(name, value, childHint) for the members of object `obj` the hint touches (all of
 // them without a hint); null values count as absent.
 template <class F>
-void forEachTouched(const Json* obj, const Json* hint, F&& f) {
+void forEachTouched(const MergeLandings* landings, const Json* obj, const Json* hint, F&& f) {
   if (obj == nullptr || !obj->is_object()) return;
   if (hint != nullptr) {
     for (const auto& [name, h] : hint->items()) {
-      const Json* v = member(obj, name);
+      const Json* v = landedMember(obj, name, &h, landings);
       if (v != nullptr) f(name, *v, h.is_object() ? &h : nullptr);
     }
     return;
@@ -396,7 +396,8 @@ bool validVrfName(std::string_view name, std::string& why) {
 // uniqueness rules span all their entries, and they are small.
 class Validator {
  public:
-  Validator(const Json& root, ValidationErrors& errors) : root_(root), errors_(errors) {}
+  Validator(const Json& root, ValidationErrors& errors, const MergeLandings* landings = nullptr)
+      : root_(root), errors_(errors), landings_(landings) {}
 
   void run(const Json* hint) {
     if (!root_.is_object()) {
@@ -529,7 +530,11 @@ class Validator {
     };
     if (hint != nullptr) {
       for (const auto& [name, h] : hint->items()) {
-        if (auto it = obj.find(name); it != obj.end()) visit(name, *it, &h);
+        if (const Json* v = landings_ != nullptr ? landings_->find(&h) : nullptr) {
+          visit(name, *v, &h);
+        } else if (auto it = obj.find(name); it != obj.end()) {
+          visit(name, *it, &h);
+        }
       }
     } else {
       for (const auto& [name, v] : obj.items()) visit(name, v, nullptr);
@@ -930,6 +935,7 @@ class Validator {
 
   const Json& root_;
   ValidationErrors& errors_;
+  const MergeLandings* landings_;
   size_t dropped_ = 0;
   std::vector<Token> path_;
   // The section being checked.
@@ -941,12 +947,12 @@ class Validator {
 // Reference index
 
 // Visits every reference to an interface in `doc` (restricted to what `hint` touches).
-void forEachRef(const Json& doc, const Json* hint,
-                const std::function<void(const Document::RefKey&)>& f) {
+template <class F>
+void forEachRef(const Json& doc, const Json* hint, const MergeLandings* landings, F&& f) {
   const Json* vrfsHint = childHint(hint, "vrfs");
   if (!touched(hint, "vrfs")) return;
   forEachTouched(
-      member(&doc, "vrfs"), vrfsHint,
+      landings, member(&doc, "vrfs"), vrfsHint,
       [&](const std::string& vrf, const Json& vrfNode, const Json* vh) {
         for (const auto& [name, af] : Schema::kFamilies) {
           if (!touched(vh, name)) continue;
@@ -959,14 +965,15 @@ void forEachRef(const Json& doc, const Json* hint,
             const Json* sh = childHint(fh, "pimStatus");
             if (touched(sh, "interfaces")) {
               forEachTouched(
-                  member(member(fam, "pimStatus"), "interfaces"), childHint(sh, "interfaces"),
+                  landings, member(member(fam, "pimStatus"), "interfaces"),
+                  childHint(sh, "interfaces"),
                   [&](const std::string& intf, const Json&, const Json*) { global(intf); });
             }
           }
           if (touched(fh, "bsrStatus")) {
             const Json* bh = childHint(fh, "bsrStatus");
             if (touched(bh, "candidateBsrs")) {
-              forEachTouched(member(member(fam, "bsrStatus"), "candidateBsrs"),
+              forEachTouched(landings, member(member(fam, "bsrStatus"), "candidateBsrs"),
                              childHint(bh, "candidateBsrs"),
                              [&](const std::string&, const Json& cbsr, const Json* ch) {
                                const Json* intf = member(&cbsr, "interface");
@@ -978,7 +985,7 @@ void forEachRef(const Json& doc, const Json* hint,
           }
           if (touched(fh, "routes")) {
             forEachTouched(
-                member(fam, "routes"), childHint(fh, "routes"),
+                landings, member(fam, "routes"), childHint(fh, "routes"),
                 [&](const std::string&, const Json& route, const Json* rh) {
                   if (touched(rh, "upstream")) {
                     const Json* uh = childHint(rh, "upstream");
@@ -989,7 +996,7 @@ void forEachRef(const Json& doc, const Json* hint,
                   }
                   if (touched(rh, "interfaces")) {
                     forEachTouched(
-                        member(&route, "interfaces"), childHint(rh, "interfaces"),
+                        landings, member(&route, "interfaces"), childHint(rh, "interfaces"),
                         [&](const std::string& intf, const Json&, const Json*) { global(intf); });
                   }
                 });
@@ -999,11 +1006,11 @@ void forEachRef(const Json& doc, const Json* hint,
             const Json* bh = childHint(fh, "fib");
             if (touched(bh, "oifIndexes")) {
               forEachTouched(
-                  member(fibNode, "oifIndexes"), childHint(bh, "oifIndexes"),
+                  landings, member(fibNode, "oifIndexes"), childHint(bh, "oifIndexes"),
                   [&](const std::string& intf, const Json&, const Json*) { global(intf); });
             }
             if (touched(bh, "routes")) {
-              forEachTouched(member(fibNode, "routes"), childHint(bh, "routes"),
+              forEachTouched(landings, member(fibNode, "routes"), childHint(bh, "routes"),
                              [&](const std::string&, const Json& route, const Json* rh) {
                                const Json* oifs = member(&route, "oifs");
                                if (!touched(rh, "oifs") || oifs == nullptr || !oifs->is_array()) {
@@ -1118,8 +1125,9 @@ ParseResult Document::fromJson(Json json) {
   return {Document(std::move(json), std::move(refs)), {}};
 }
 
-void Document::countRefs(const Json& doc, const Json* hint, int sign, RefCounts& out) {
-  forEachRef(doc, hint, [&](const RefKey& key) {
+void Document::countRefs(const Json& doc, const Json* hint, int sign, RefCounts& out,
+                         const MergeLandings* landings) {
+  forEachRef(doc, hint, landings, [&](const RefKey& key) {
     int64_t& n = out[key];
     n += sign;
   });
@@ -1135,7 +1143,7 @@ ValidationErrors Document::mergePatch(const Json& patch, Json* before) {
   return mergePatchTaking(copy, before);
 }
 
-ValidationErrors Document::mergePatchTaking(Json& patch, Json* before) {
+ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLandings* landings) {
   if (!patch.is_object()) {
     // RFC 7396 replaces the whole document with a patch that is not an object, and a
     // document is an object.
@@ -1147,16 +1155,18 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before) {
     if (before != nullptr) *before = Json::object();
     return {};
   }
-  Json undo = mergePatchInPlaceWithUndoTaking(json_, patch);
+  MergeLandings local;
+  MergeLandings& landed = landings != nullptr ? *landings : local;
+  Json undo = mergePatchInPlaceWithUndoTaking(json_, patch, &landed);
 
   ValidationErrors errors;
-  Validator v(json_, errors);
+  Validator v(json_, errors, &landed);
   v.run(&patch);
   v.finish();
 
   RefCounts delta;
   if (errors.empty()) {
-    countRefs(json_, &patch, 1, delta);
+    countRefs(json_, &patch, 1, delta, &landed);
     countRefs(undo, &patch, -1, delta);
     // References the patch added were checked where they occur; what remains is a definition
     // that the patch removed while something it did not touch still names it.

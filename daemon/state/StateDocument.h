@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "daemon/state/Json.h"
+#include "daemon/state/MergePatch.h"
 
 #include "platform/Lanet/AddressFamily.h"
 #include "platform/Routing/Pim/RouteKey.h"
@@ -96,7 +97,10 @@ class Document {
   // The same, taking the patch's values instead of copying them (a feed's patch is parsed for
   // this one use): afterwards `patch` still has its shape and serves as the hint of the change
   // (see mergePatchInPlaceWithUndoTaking), but not as a patch.
-  ValidationErrors mergePatchTaking(Json& patch, Json* before = nullptr);
+  // `landings`, if given, receives where the patch's members went (see MergeLandings); it is
+  // only valid when the patch was applied.
+  ValidationErrors mergePatchTaking(Json& patch, Json* before = nullptr,
+                                    MergeLandings* landings = nullptr);
 
   // How often the document names `name` (see RefKey): a consistency index kept up to date by
   // mergePatch, so that removing an interface still in use is caught without a full scan.
@@ -105,7 +109,8 @@ class Document {
 
   // Counts the references in `doc`, or with a hint (a merge patch) only in the subtrees it
   // touches, adding `sign` per reference. Exposed for tests of the index.
-  static void countRefs(const Json& doc, const Json* hint, int sign, RefCounts& out);
+  static void countRefs(const Json& doc, const Json* hint, int sign, RefCounts& out,
+                        const MergeLandings* landings = nullptr);
 
  private:
   friend struct DocumentTimes;

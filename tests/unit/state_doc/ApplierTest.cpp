@@ -586,6 +586,66 @@ TEST_F(ApplierTest, ReferenceIndexFollowsPatches) {
   }
 }
 
+// Tables large enough for the merge to record where a patch's members landed: validation, the
+// reference index and the records follow those members exactly as they follow a small table's.
+TEST_F(ApplierTest, PatchesIntoLargeTablesReachTheMembersWhereTheMergePutThem) {
+  Json doc = Json::parse(StateDocTest::kBaseDocument);
+  Json& routes = doc["vrfs"]["red"]["ipv4"]["routes"];
+  Json& fibRoutes = doc["vrfs"]["red"]["ipv4"]["fib"]["routes"];
+  auto rk = [](int i) { return "10.0.3." + std::to_string(1 + i) + ",239.3.0.1"; };
+  for (int i = 0; i < 100; ++i) {
+    routes[rk(i)] =
+        Json::parse(R"({"upstream": {"interface": "Ethernet2"}, "interfaces": {"Ethernet1": {}}})");
+    fibRoutes[rk(i)] = {{"oifs", {"Ethernet1"}}, {"packets", i}};
+  }
+  load(doc.dump());
+
+  Json p;
+  Json& pr = p["vrfs"]["red"]["ipv4"]["routes"];
+  Json& pf = p["vrfs"]["red"]["ipv4"]["fib"]["routes"];
+  pr[rk(1)] = {{"interfaces", {{"Ethernet1", nullptr}, {"Ethernet2", {{"forward", false}}}}}};
+  pr[rk(2)] = nullptr;
+  pf[rk(2)] = nullptr;
+  pr["10.0.4.1,239.3.0.1"] = {{"upstream", {{"interface", "Ethernet1"}}}};
+  pf["10.0.4.1,239.3.0.1"] = {{"oifs", {"Ethernet2"}}};
+  pf[rk(3)] = {{"oifs", {"Ethernet1", "Ethernet2"}}, {"packets", 7}};
+  patch(p);
+
+  auto changed = routes4()->route(key(rk(1).c_str()));
+  ASSERT_TRUE(changed);
+  EXPECT_FALSE(changed->routeIntf(Lanet::IntfId("Ethernet1")));
+  ASSERT_TRUE(changed->routeIntf(Lanet::IntfId("Ethernet2")));
+  EXPECT_FALSE(changed->routeIntf(Lanet::IntfId("Ethernet2"))->forward());
+  EXPECT_FALSE(routes4()->route(key(rk(2).c_str())));
+  EXPECT_FALSE(fib4()->route().contains(Routing::Pim::pimRouteKeyToMfibKey(key(rk(2).c_str()))));
+  ASSERT_TRUE(routes4()->route(key("10.0.4.1,239.3.0.1")));
+  const auto fib3 = fib4()->route().find(Routing::Pim::pimRouteKeyToMfibKey(key(rk(3).c_str())));
+  ASSERT_NE(fib3, fib4()->route().end());
+  EXPECT_EQ(fib3->second.packets(), 7u);
+  EXPECT_TRUE(fib3->second.oif(Shtab::Multicast::Fib::OifIndex(1)));
+
+  Document::RefCounts fresh;
+  Document::countRefs(doc_.json(), nullptr, 1, fresh);
+  EXPECT_EQ(doc_.refCounts(), fresh);
+  // The records are what the document says: applying it whole changes nothing.
+  Watcher w;
+  watchEverything(w);
+  load(doc_.dump());
+  EXPECT_TRUE(w.log().empty()) << ::testing::PrintToString(w.log());
+
+  // An error inside a large table is found at its path and changes nothing.
+  const std::string kept = doc_.dump();
+  const auto r = PimSnmpd::applyPatchText(doc_,
+                                          R"({"vrfs": {"red": {"ipv4": {"routes": {")" + rk(5) +
+                                              R"(": {"interfaces": {"Vlan9": {}}}}}}}})",
+                                          state_);
+  ASSERT_FALSE(r.ok);
+  ASSERT_EQ(r.errors.size(), 1u);
+  EXPECT_EQ(r.errors[0].path, "/vrfs/red/ipv4/routes/" + rk(5) + "/interfaces/Vlan9");
+  EXPECT_EQ(doc_.dump(), kept);
+  EXPECT_TRUE(w.log().empty());
+}
+
 TEST_F(ApplierTest, DemoDocumentValidatesAndApplies) {
   const std::string demo = StateDocTest::readFile("examples/demo-state.json");
   ASSERT_FALSE(demo.empty());
