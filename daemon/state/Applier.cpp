@@ -49,6 +49,38 @@ const Json* childHint(const Json* hint, std::string_view name) {
 // Which members forEachKey visits: those that go away, those that stay or arrive, or both.
 enum class Pass { removals, upserts, both };
 
+// The old side's members, asked for in the hint's (sorted) order. What a patch replaced (the
+// merge's undo) holds exactly the patch's members, so stepping along it beside the hint finds
+// each one without a search; an old map much larger than the hint is searched instead.
+class OldMembers {
+ public:
+  OldMembers(const Json* oldMap, const Json& hint) {
+    if (oldMap == nullptr || !oldMap->is_object()) return;
+    map_ = &oldMap->get_ref<const Json::object_t&>();
+    step_ = map_->size() <= 2 * hint.size() + 8;
+    at_ = map_->begin();
+  }
+  // Names must be asked for in increasing order.
+  const Json* find(const std::string& name) {
+    if (map_ == nullptr) return nullptr;
+    if (!step_) return member(name);
+    const MemberNameLess less;
+    while (at_ != map_->end() && less(at_->first, name)) ++at_;
+    if (at_ == map_->end() || at_->first != name || at_->second.is_null()) return nullptr;
+    return &at_->second;
+  }
+
+ private:
+  const Json* member(const std::string& name) const {
+    auto it = map_->find(name);
+    return it == map_->end() || it->second.is_null() ? nullptr : &it->second;
+  }
+
+  const Json::object_t* map_ = nullptr;
+  bool step_ = false;
+  Json::object_t::const_iterator at_;
+};
+
 // Calls f(name, oldValue, newValue, childHint) for the members of two maps that may differ:
 // those the hint names, or without a hint all members of either. A side without the member
 // passes null; a member absent on both sides is skipped. Removals come first, so that a record
@@ -65,15 +97,16 @@ void forEachKey(const Json* oldMap, Json* newMap, const Json* hint, F&& f, Pass 
   };
   if (hint != nullptr) {
     if (removals) {
+      OldMembers old(oldMap, *hint);
       for (const auto& [name, h] : hint->items()) {
-        const Json* o = member(oldMap, name);
+        const Json* o = old.find(name);
         if (o != nullptr && newMember(name, h) == nullptr) f(name, o, nullptr, nullptr);
       }
     }
     if (upserts) {
+      OldMembers old(oldMap, *hint);
       for (const auto& [name, h] : hint->items()) {
-        if (Json* n = newMember(name, h))
-          f(name, member(oldMap, name), n, h.is_object() ? &h : nullptr);
+        if (Json* n = newMember(name, h)) f(name, old.find(name), n, h.is_object() ? &h : nullptr);
       }
     }
     return;

@@ -397,7 +397,10 @@ bool validVrfName(std::string_view name, std::string& why) {
 class Validator {
  public:
   Validator(const Json& root, ValidationErrors& errors, const MergeLandings* landings = nullptr)
-      : root_(root), errors_(errors), landings_(landings) {}
+      : root_(root),
+        errors_(errors),
+        landings_(landings),
+        interfaces_(member(&root, "interfaces")) {}
 
   void run(const Json* hint) {
     if (!root_.is_object()) {
@@ -612,8 +615,7 @@ class Validator {
 
   // A reference to an interface of /interfaces.
   void intfRef(const std::string& name) {
-    const Json* ifs = member(&root_, "interfaces");
-    if (member(ifs, name) == nullptr) {
+    if (member(interfaces_, name) == nullptr) {
       fail(fmt::format("unknown interface '{}': it is not defined in /interfaces", name));
     }
   }
@@ -936,6 +938,8 @@ class Validator {
   const Json& root_;
   ValidationErrors& errors_;
   const MergeLandings* landings_;
+  // /interfaces, which every interface reference is checked against.
+  const Json* interfaces_;
   size_t dropped_ = 0;
   std::vector<Token> path_;
   // The section being checked.
