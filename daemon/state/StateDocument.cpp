@@ -11,7 +11,6 @@
 
 #include <fmt/format.h>
 #include <rapidjson/error/en.h>
-#include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
 #include "daemon/state/DocumentSchema.h"
@@ -1060,8 +1059,8 @@ bool isAscii(std::string_view text) {
 
 // "invalid JSON: parse error at line 3, column 7: <why>", lines and columns counted from 1 in
 // bytes.
-std::string syntaxError(std::string_view text, const rapidjson::Reader& reader) {
-  const size_t offset = std::min(reader.GetErrorOffset(), text.size());
+std::string syntaxError(std::string_view text, size_t offset, std::string_view why) {
+  offset = std::min(offset, text.size());
   size_t line = 1;
   size_t lineStart = 0;
   for (size_t i = 0; i < offset; ++i) {
@@ -1071,25 +1070,41 @@ std::string syntaxError(std::string_view text, const rapidjson::Reader& reader) 
     }
   }
   return fmt::format("invalid JSON: parse error at line {}, column {}: {}", line,
-                     offset - lineStart + 1,
-                     rapidjson::GetParseError_En(reader.GetParseErrorCode()));
+                     offset - lineStart + 1, why);
 }
 
 }  // namespace
 
 JsonParseResult parseJson(std::string_view text) {
   JsonParseResult result;
+  // The reader works on a NUL-terminated copy, in place: strings are unescaped where they lie,
+  // sixteen bytes at a time, and the vector loads may look up to 15 bytes past the end, which
+  // the padding keeps inside the buffer. A NUL byte is JSON nowhere (inside strings control
+  // characters are escaped) and would end the copy early, so it is refused first.
+  if (const size_t nul = text.find('\0'); nul != std::string_view::npos) {
+    result.errors.push_back({"", syntaxError(text, nul, "NUL byte")});
+    return result;
+  }
+  constexpr size_t kPadding = 16;
+  std::string buffer;
+  buffer.reserve(text.size() + kPadding);
+  buffer.append(text);
+  buffer.append(kPadding, '\0');
   DomBuilder builder(result.errors);
-  rapidjson::MemoryStream in(text.data(), text.size());
+  rapidjson::InsituStringStream in(buffer.data());
   rapidjson::Reader reader;
   // Strict RFC 8259 text: valid UTF-8, one value, no comments, no NaN. Checking UTF-8 costs
   // the reader as much again as scanning strings; ASCII text, the usual feed, needs no check.
-  constexpr unsigned kStrict = rapidjson::kParseFullPrecisionFlag;
+  constexpr unsigned kStrict = rapidjson::kParseInsituFlag | rapidjson::kParseFullPrecisionFlag;
   const bool parsed =
       isAscii(text) ? reader.Parse<kStrict>(in, builder)
                     : reader.Parse<kStrict | rapidjson::kParseValidateEncodingFlag>(in, builder);
   if (!parsed) {
-    if (!builder.refused()) result.errors.push_back({"", syntaxError(text, reader)});
+    if (!builder.refused()) {
+      result.errors.push_back(
+          {"", syntaxError(text, reader.GetErrorOffset(),
+                           rapidjson::GetParseError_En(reader.GetParseErrorCode()))});
+    }
     return result;
   }
   if (result.errors.empty()) result.value = std::move(builder.root());

@@ -94,6 +94,13 @@ TEST(ParseTest, BuildsTheTreeNlohmannBuildsAndRefusesNonJson) {
     EXPECT_TRUE(sameTypes(*r.value, expected)) << text;
   }
   EXPECT_EQ(PimSnmpd::parseJson(R"(["\u0000x"])").value->at(0).get<std::string>().size(), 2u);
+  // A raw NUL byte is refused wherever it stands, also after a complete value.
+  for (const std::string& text : {std::string("{}\0", 3), std::string("[\"a\0\"]", 6)}) {
+    const auto r = PimSnmpd::parseJson(text);
+    EXPECT_FALSE(r.value);
+    ASSERT_EQ(r.errors.size(), 1u);
+    EXPECT_NE(r.errors[0].reason.find("NUL byte"), std::string::npos);
+  }
   for (const char* text : {"{} {}", "{\"a\": 1,}", "[1, 2", "// c\n{}", "{\"a\": NaN}", "'a'",
                            "\"\xff\"", "\"\xc3\"", "01", "[.5]", "{\"a\" 1}"}) {
     const auto r = PimSnmpd::parseJson(text);
