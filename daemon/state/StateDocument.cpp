@@ -834,7 +834,17 @@ class Validator {
       typeError(v, "an array");
       return;
     }
+    // Short arrays (a route's OIFs) are checked for repeats by comparing with the earlier
+    // elements, long ones with a set.
+    constexpr size_t kShort = 16;
     std::set<std::string_view> seen;
+    auto repeated = [&](size_t i, std::string_view text) {
+      if (v.size() > kShort) return !seen.insert(text).second;
+      for (size_t j = 0; j < i; ++j) {
+        if (v[j].is_string() && v[j].get_ref<const std::string&>() == text) return true;
+      }
+      return false;
+    };
     for (size_t i = 0; i < v.size(); ++i) {
       Seg s(*this, i);
       if (!v[i].is_string()) {
@@ -842,7 +852,7 @@ class Validator {
         continue;
       }
       const std::string& text = v[i].get_ref<const std::string&>();
-      if (!seen.insert(text).second) {
+      if (repeated(i, text)) {
         fail(fmt::format("'{}' is listed twice", text));
         continue;
       }
@@ -962,7 +972,7 @@ void forEachRef(const Json& doc, const Json* hint, const MergeLandings* landings
           const Json* fam = member(&vrfNode, name);
           if (fam == nullptr) continue;
           const Json* fh = childHint(vh, name);
-          auto global = [&](const std::string& intf) { f({"", AddressFamily::unknown, intf}); };
+          auto global = [&](std::string_view intf) { f("", AddressFamily::unknown, intf); };
 
           if (touched(fh, "pimStatus")) {
             const Json* sh = childHint(fh, "pimStatus");
@@ -981,7 +991,7 @@ void forEachRef(const Json& doc, const Json* hint, const MergeLandings* landings
                              [&](const std::string&, const Json& cbsr, const Json* ch) {
                                const Json* intf = member(&cbsr, "interface");
                                if (touched(ch, "interface") && intf && intf->is_string()) {
-                                 global(intf->get<std::string>());
+                                 global(intf->get_ref<const std::string&>());
                                }
                              });
             }
@@ -994,7 +1004,7 @@ void forEachRef(const Json& doc, const Json* hint, const MergeLandings* landings
                     const Json* uh = childHint(rh, "upstream");
                     const Json* intf = member(member(&route, "upstream"), "interface");
                     if (touched(uh, "interface") && intf && intf->is_string()) {
-                      global(intf->get<std::string>());
+                      global(intf->get_ref<const std::string&>());
                     }
                   }
                   if (touched(rh, "interfaces")) {
@@ -1020,7 +1030,7 @@ void forEachRef(const Json& doc, const Json* hint, const MergeLandings* landings
                                  return;
                                }
                                for (const Json& oif : *oifs) {
-                                 if (oif.is_string()) f({vrf, af, oif.get<std::string>()});
+                                 if (oif.is_string()) f(vrf, af, oif.get_ref<const std::string&>());
                                }
                              });
             }
@@ -1028,6 +1038,43 @@ void forEachRef(const Json& doc, const Json* hint, const MergeLandings* landings
         }
       });
 }
+
+// Adds up references without copying names: a patch of a thousand routes names a handful of
+// interfaces thousands of times. The views point into the documents walked, which outlive it.
+class RefTally {
+ public:
+  void add(std::string_view vrf, AddressFamily af, std::string_view name, int sign) {
+    for (Entry& e : entries_) {
+      if (e.name == name && e.af == af && e.vrf == vrf) {
+        e.n += sign;
+        return;
+      }
+    }
+    if (entries_.size() < kMaxEntries) {
+      entries_.push_back({vrf, af, name, sign});
+    } else {
+      more_[Document::RefKey{std::string(vrf), af, std::string(name)}] += sign;
+    }
+  }
+  void foldInto(Document::RefCounts& out) const {
+    for (const Entry& e : entries_) {
+      out[Document::RefKey{std::string(e.vrf), e.af, std::string(e.name)}] += e.n;
+    }
+    for (const auto& [key, n] : more_) out[key] += n;
+  }
+
+ private:
+  // Beyond this many distinct names the linear search would cost more than the map.
+  static constexpr size_t kMaxEntries = 32;
+  struct Entry {
+    std::string_view vrf;
+    AddressFamily af;
+    std::string_view name;
+    int64_t n;
+  };
+  std::vector<Entry> entries_;
+  Document::RefCounts more_;
+};
 
 // Whether `key`'s interface is defined where it must be.
 bool defined(const Json& doc, const Document::RefKey& key) {
@@ -1146,10 +1193,12 @@ ParseResult Document::fromJson(Json json) {
 
 void Document::countRefs(const Json& doc, const Json* hint, int sign, RefCounts& out,
                          const MergeLandings* landings) {
-  forEachRef(doc, hint, landings, [&](const RefKey& key) {
-    int64_t& n = out[key];
-    n += sign;
-  });
+  RefTally tally;
+  forEachRef(doc, hint, landings,
+             [&](std::string_view vrf, AddressFamily af, std::string_view name) {
+               tally.add(vrf, af, name, sign);
+             });
+  tally.foldInto(out);
 }
 
 int64_t Document::refCount(const RefKey& key) const {

@@ -593,12 +593,18 @@ TEST_F(ApplierTest, PatchesIntoLargeTablesReachTheMembersWhereTheMergePutThem) {
   Json& routes = doc["vrfs"]["red"]["ipv4"]["routes"];
   Json& fibRoutes = doc["vrfs"]["red"]["ipv4"]["fib"]["routes"];
   auto rk = [](int i) { return "10.0.3." + std::to_string(1 + i) + ",239.3.0.1"; };
+  // More distinct interfaces than the reference tally keeps in its short list.
+  auto loop = [](int i) { return "Loop" + std::to_string(i % 40); };
+  for (int i = 0; i < 40; ++i) doc["interfaces"][loop(i)] = {{"ifIndex", 100 + i}};
   for (int i = 0; i < 100; ++i) {
     routes[rk(i)] =
         Json::parse(R"({"upstream": {"interface": "Ethernet2"}, "interfaces": {"Ethernet1": {}}})");
+    routes[rk(i)]["interfaces"][loop(i)] = Json::object();
     fibRoutes[rk(i)] = {{"oifs", {"Ethernet1"}}, {"packets", i}};
   }
   load(doc.dump());
+  const Document::RefKey loop7{"", AddressFamily::unknown, "Loop7"};
+  EXPECT_EQ(doc_.refCount(loop7), 3);  // routes 7, 47 and 87
 
   Json p;
   Json& pr = p["vrfs"]["red"]["ipv4"]["routes"];
@@ -606,6 +612,7 @@ TEST_F(ApplierTest, PatchesIntoLargeTablesReachTheMembersWhereTheMergePutThem) {
   pr[rk(1)] = {{"interfaces", {{"Ethernet1", nullptr}, {"Ethernet2", {{"forward", false}}}}}};
   pr[rk(2)] = nullptr;
   pf[rk(2)] = nullptr;
+  pr[rk(47)] = nullptr;
   pr["10.0.4.1,239.3.0.1"] = {{"upstream", {{"interface", "Ethernet1"}}}};
   pf["10.0.4.1,239.3.0.1"] = {{"oifs", {"Ethernet2"}}};
   pf[rk(3)] = {{"oifs", {"Ethernet1", "Ethernet2"}}, {"packets", 7}};
@@ -624,6 +631,7 @@ TEST_F(ApplierTest, PatchesIntoLargeTablesReachTheMembersWhereTheMergePutThem) {
   EXPECT_EQ(fib3->second.packets(), 7u);
   EXPECT_TRUE(fib3->second.oif(Shtab::Multicast::Fib::OifIndex(1)));
 
+  EXPECT_EQ(doc_.refCount(loop7), 2);
   Document::RefCounts fresh;
   Document::countRefs(doc_.json(), nullptr, 1, fresh);
   EXPECT_EQ(doc_.refCounts(), fresh);
