@@ -57,11 +57,14 @@ MrouteSm::~MrouteSm() {
 void MrouteSm::RxRouteStatus::onChange(const Ent::Change& change) {
   if (owner_->isDeleting() || change.attr != SparseMode::Status::attrRoute || !change.key) return;
   const RouteKey key = change.keyAs<RouteKey>();
-  owner_->handleMroute(key);
-  if (Ent::Ptr<const SparseMode::Route> route = notifier()->route(key)) {
-    owner_->routeIs(std::move(route));
-  } else {
+  // The machine never writes the platform's records, so the record looked up once here is the
+  // one handleMroute sees; and a route it reconciled is followed already.
+  Ent::Ptr<const SparseMode::Route> route = notifier()->route(key);
+  const RxRoute* followed = owner_->handleMroute(key, route);
+  if (!route) {
     owner_->routeDel(key);
+  } else if (followed == nullptr || followed->notifier() != route.get()) {
+    owner_->routeIs(std::move(route));
   }
 }
 
@@ -270,23 +273,27 @@ void MrouteSm::handleMfibRoute(const MfibRouteKey& key) {
 }
 
 void MrouteSm::handleMroute(const RouteKey& key) {
+  handleMroute(key, routeStatus()->route(key));
+}
+
+MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
+                                          const Ent::Ptr<const SparseMode::Route>& route) {
   TRACE8("{}", key);
   if (!reviewCompleted_ && !reviewedRoute(key)) {
     TRACE8("Startup review is in process and has not processed {}", key);
-    return;
+    return nullptr;
   }
   if (key.source.af() != af_) {
     TRACE8("Address family not supported: {}", key);
     // The review counts reviewed routes against the status: a foreign route that left must
     // not stay counted.
-    if (!routeStatus()->route(key)) reviewedRouteDel(key);
-    return;
+    if (!route) reviewedRouteDel(key);
+    return nullptr;
   }
   const bool v4 = af_ == Lanet::AddressFamily::ipv4;
   const IpMcastRouteEntryIndex mcastIndex = IpMcastRouteEntryIndex::fromRouteKey(key);
   const Snmp::PimIpMrouteEntryIndex pimIndex = Snmp::pimIpMrouteEntryIndexFromRouteKey(key);
   Ent::Ptr<IpMcastRouteEntry> row = pimMib_->ipMcastRouteTable(mcastIndex);
-  const Ent::Ptr<const SparseMode::Route> route = routeStatus()->route(key);
   // Without a route and a row there is nothing to build or remove (a FIB entry that arrives
   // before its route ends here): the route's other rows only exist beside its
   // ipMcastRouteTable row, so the FIB look-up and the deletions are skipped.
@@ -322,13 +329,13 @@ void MrouteSm::handleMroute(const RouteKey& key) {
       reviewedIs(*rx, false);
     }
     reviewedIntfIdDelAll();
-    return;
+    return nullptr;
   }
 
   if (!row) {
     if (!v4 && af_ != Lanet::AddressFamily::ipv6) {
       TRACE8("Address family not supported: {}", key);
-      return;
+      return nullptr;
     }
     TRACE8("Add ipMcastRoute entry for {}", key);
     row = pimMib_->ipMcastRouteTableIs(route, ifMib_, mcastIndex);
@@ -371,6 +378,7 @@ void MrouteSm::handleMroute(const RouteKey& key) {
   }
   reviewedIntfIdDelAll();
   reviewedIs(rx, true);
+  return &rx;
 }
 
 void MrouteSm::removeRouteEntries(const RouteKey& key, IpMcastRouteEntry& row,

@@ -138,6 +138,9 @@ class MrouteSm : public Ent::Entity {
 
   // Reconciles the rows of one route with the sparse-mode status and the FIB.
   void handleMroute(const RouteKey& key);
+  // The same with the route's current record (null when it has none) already looked up;
+  // returns the reactor that follows the route when the route was reconciled.
+  RxRoute* handleMroute(const RouteKey& key, const Ent::Ptr<const SparseMode::Route>& route);
   void handleMfibRoute(const MfibRouteKey& key);
   // The upstream information of a route changed: recounts its upstream interface use.
   void handleRouteUpstream(const RouteKey& key);

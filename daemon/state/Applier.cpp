@@ -531,9 +531,11 @@ class Sync {
         o, n, h,
         [&](const std::string& name, const Json* ro, Json* rn, const Json* rh) {
           const Pim::RouteKey key = *parseRouteKey(name, af);
+          // The records hold what the previous document held: a route new to the document is
+          // new to the table, and needs no look-up there.
           if (rn == nullptr) {
             table->routeDel(key);
-          } else if (Sm::Route* r = table->route().find(key)) {
+          } else if (Sm::Route* r = ro != nullptr ? table->route().find(key) : nullptr) {
             fillRoute(af, *r, ro, *rn, ro != nullptr ? rh : nullptr);
           } else {
             auto made = Ent::make<Sm::Route>(key);

@@ -37,9 +37,10 @@ class Status : public Ent::Entity {
   // Stores a fully built route, replacing another one of its key.
   void routeIs(Ent::Ptr<Route> r) {
     if (!r) throw Ent::NullArgument("SparseMode::Status::routeIs: null route");
-    const Route* cur = route_.find(r->key());
-    if (cur == r.get()) return;
-    if (cur) route_.erase(r->key());
+    // A new key, the usual case, costs one descent.
+    const auto [cur, inserted] = route_.insert(r);
+    if (inserted || cur == r.get()) return;
+    route_.erase(r->key());
     route_.insert(std::move(r));
   }
   Ent::Ptr<Route> routeDel(const RouteKey& k) { return route_.erase(k); }

@@ -66,9 +66,10 @@ class Status : public Ent::Entity {
   // an insertion).
   void routeIs(Ent::Ptr<Route> r) {
     if (!r) throw Ent::NullArgument("SparseMode::Shtab::Status::routeIs: null route");
-    const Route* cur = route_.find(r->key());
-    if (cur == r.get()) return;
-    if (cur) route_.erase(r->key());
+    // A new key, the usual case, costs one descent.
+    const auto [cur, inserted] = route_.insert(r);
+    if (inserted || cur == r.get()) return;
+    route_.erase(r->key());
     route_.insert(std::move(r));
   }
   Ent::Ptr<Route> routeDel(const RouteKey& k) { return route_.erase(k); }
