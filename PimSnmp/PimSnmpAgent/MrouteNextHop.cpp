@@ -95,9 +95,17 @@ void MrouteSm::nextHopAdd(const RouteKey& key, IpMcastRouteEntry& row, const Lan
       IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(key, ifIndex);
   const Snmp::PimIpMrouteNextHopEntryIndex pimIndex =
       Snmp::pimIpMrouteNextHopEntryIndexFromRouteKey(key, ifIndex);
-  const Ent::Ptr<Snmp::IpMcastRouteNextHopEntry> mcast = pimMib_->ipMcastRouteNextHopTable(index);
+  // A route's next-hop rows are the ones its row lists as members (they are made and removed
+  // together): with no member under this ifIndex, as for every next hop of a new route, there
+  // is no row to look up.
+  bool listed = member.has_value();
+  for (auto it = row.nextHopIndex().begin(); !listed && it != row.nextHopIndex().end(); ++it) {
+    listed = (*it).mibIndex.ifIndex == ifIndex;
+  }
+  const Ent::Ptr<Snmp::IpMcastRouteNextHopEntry> mcast =
+      listed ? pimMib_->ipMcastRouteNextHopTable(index) : nullptr;
   const Ent::Ptr<Snmp::IpMRouteNextHopEntry> mroute =
-      v4 ? pimMib_->ipMRouteNextHopTable(pimIndex) : nullptr;
+      listed && v4 ? pimMib_->ipMRouteNextHopTable(pimIndex) : nullptr;
   if (member && mcast && mcast->state() == state && (!v4 || (mroute && mroute->state() == state))) {
     return;  // already in place: a repeated event changes nothing
   }

@@ -124,6 +124,23 @@ TEST_F(RouteLifecycleTest, IfIndexChangeMovesTheNextHopOnTheNextEvent) {
   EXPECT_TRUE(mib->ipMcastInterfaceTable().empty());
 }
 
+// Two interfaces under one ifIndex (a misconfigured IfMib) share one next-hop row: the second
+// finds the first one's row rather than colliding with it.
+TEST_F(RouteLifecycleTest, InterfacesSharingAnIfIndexShareTheirNextHopRow) {
+  startAndReview();
+  intfIs(kSG, 1);
+  intfIs(kSG, 2);
+  fibIs(kSG, {1});
+  ASSERT_EQ(mcastHop(kSG, 1), nhStateForwarding);
+  ASSERT_EQ(mcastHop(kSG, 2), nhStatePruned);
+  ifMib->ifIndexByIntfIdIs(eth(2), 1);
+  EXPECT_NO_THROW(sm->handleMroute(kSG));
+  EXPECT_EQ(mcastHop(kSG, 2), std::nullopt);
+  EXPECT_TRUE(mcastHop(kSG, 1));
+  EXPECT_TRUE(mrouteHop(kSG, 1));
+  EXPECT_EQ(mib->ipMcastRouteNextHopTable().size(), 1u);
+}
+
 TEST_F(RouteLifecycleTest, DeletingOwnerIgnoresEventsAndDestructionDetachesEverything) {
   startAndReview();
   auto intf = intfIs(kSG, 1, true);
