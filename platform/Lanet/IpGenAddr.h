@@ -67,7 +67,7 @@ class IpGenAddr {
   // Family first (unknown < ipv4 < ipv6), then octets in network order; for IPv4 this is
   // the order of an IpAddress index's four sub-identifiers.
   // Inline and without a library call: they run on every step of a map lookup.
-  std::strong_ordering operator<=>(const IpGenAddr& other) const {
+  [[gnu::always_inline]] std::strong_ordering operator<=>(const IpGenAddr& other) const {
     if (af_ != other.af_) return af_ <=> other.af_;
     if (auto c = detail::loadBe64(bytes_.data()) <=> detail::loadBe64(other.bytes_.data());
         c != 0) {
