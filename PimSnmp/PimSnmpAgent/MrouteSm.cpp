@@ -332,6 +332,7 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
     return nullptr;
   }
 
+  bool made = false;
   if (!row) {
     if (!v4 && af_ != Lanet::AddressFamily::ipv6) {
       TRACE8("Address family not supported: {}", key);
@@ -339,13 +340,16 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
     }
     TRACE8("Add ipMcastRoute entry for {}", key);
     row = pimMib_->ipMcastRouteTableIs(route, ifMib_, mcastIndex);
+    made = true;
   }
   if (v4) {
-    if (!pimMib_->pimIpMrouteTable(pimIndex)) {
+    // The other two rows only exist beside the ipMcastRouteTable row: beside one made just now
+    // there are none to look up.
+    if (made || !pimMib_->pimIpMrouteTable(pimIndex)) {
       TRACE8("Add Pim Mroute entry for {}", key);
       pimMib_->pimIpMrouteTableIs(pimIndex, route);
     }
-    if (!pimMib_->ipMRouteTable(pimIndex)) {
+    if (made || !pimMib_->ipMRouteTable(pimIndex)) {
       TRACE8("Add Mroute entry for {}", key);
       pimMib_->ipMRouteTableIs(route, ifMib_, pimIndex);
     }

@@ -620,12 +620,12 @@ class Sync {
     const Json* hint = remapped ? nullptr : childHint(h, "routes");
     forEachKey(
         member(o, "routes"), member(n, "routes"), hint,
-        [&](const std::string& name, const Json*, Json* rn, const Json*) {
+        [&](const std::string& name, const Json* ro, Json* rn, const Json*) {
           const auto key = Pim::pimRouteKeyToMfibKey(*parseRouteKey(name, af));
           if (rn == nullptr) {
             table->routeDel(key);
           } else {
-            upsertFibRoute(*table, indexes, key, *rn);
+            upsertFibRoute(*table, indexes, key, *rn, ro != nullptr);
           }
         },
         Pass::both, landings_);
@@ -661,8 +661,10 @@ class Sync {
     return moved;
   }
 
+  // `known`: the previous document had the route, so the table may too (else it has not).
   static void upsertFibRoute(PlatformState::FibTable& table, const Json* indexes,
-                             const Routing::Multicast::Fib::IpGenRouteKey& key, const Json& n) {
+                             const Routing::Multicast::Fib::IpGenRouteKey& key, const Json& n,
+                             bool known) {
     Shtab::Multicast::Fib::Route route;
     if (const Json* oifs = member(&n, "oifs")) {
       for (const Json& oif : *oifs) {
@@ -672,7 +674,7 @@ class Sync {
     }
     const uint64_t packets = unsignedOr(n, "packets", 0);
     const uint64_t bytes = unsignedOr(n, "bytes", 0);
-    auto it = table.route().find(key);
+    auto it = known ? table.route().find(key) : table.route().end();
     if (it == table.route().end()) {
       route.countersIs(packets, bytes);
       table.routeIs(key, route);
