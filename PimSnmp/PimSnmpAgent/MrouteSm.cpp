@@ -273,7 +273,9 @@ void MrouteSm::handleMfibRoute(const MfibRouteKey& key) {
 }
 
 void MrouteSm::handleMroute(const RouteKey& key) {
-  handleMroute(key, routeStatus()->route(key));
+  // Every route of the status is followed (from its first event, or from the start), so a key
+  // without a reactor has no record to look up: a FIB entry ahead of its route, say.
+  handleMroute(key, routeFind(key) != nullptr ? routeStatus()->route(key) : nullptr);
 }
 
 MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
@@ -293,7 +295,11 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
   const bool v4 = af_ == Lanet::AddressFamily::ipv4;
   const IpMcastRouteEntryIndex mcastIndex = IpMcastRouteEntryIndex::fromRouteKey(key);
   const Snmp::PimIpMrouteEntryIndex pimIndex = Snmp::pimIpMrouteEntryIndexFromRouteKey(key);
-  Ent::Ptr<IpMcastRouteEntry> row = pimMib_->ipMcastRouteTable(mcastIndex);
+  // Rows are only made for a followed route, and its reactor goes after them: without a
+  // record and a reactor there is no row either.
+  RxRoute* const followed = route ? nullptr : routeFind(key);
+  Ent::Ptr<IpMcastRouteEntry> row =
+      route || followed ? pimMib_->ipMcastRouteTable(mcastIndex) : nullptr;
   // Without a route and a row there is nothing to build or remove (a FIB entry that arrives
   // before its route ends here): the route's other rows only exist beside its
   // ipMcastRouteTable row, so the FIB look-up and the deletions are skipped.
@@ -323,10 +329,10 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
       if (rows) pimMib_->ipMRouteTableDel(pimIndex);
     }
     // Only a followed route can be marked reviewed: dropping the mark is part of this.
-    if (RxRoute* rx = routeFind(key)) {
-      upstreamSync(*rx, nullptr);
-      rx->mcastRow_ = nullptr;
-      reviewedIs(*rx, false);
+    if (followed != nullptr) {
+      upstreamSync(*followed, nullptr);
+      followed->mcastRow_ = nullptr;
+      reviewedIs(*followed, false);
     }
     reviewedIntfIdDelAll();
     return nullptr;
