@@ -2,11 +2,13 @@
 # Feed benchmark: 100k routes with two OIFs each sent to pimsnmpd as merge patches
 # (bench/feed_bench.py); writes the figures to the "Feed" section of BENCHMARKS.md.
 #
-#   bench/run_feed_bench.sh [BUILD_DIR] [RUNS] [ROUTES] [BATCH]
+#   bench/run_feed_bench.sh [BUILD_DIR] [RUNS] [ROUTES] [BATCH] [CALLGRIND_ROUTES]
 #
 # BUILD_DIR (default build-feed-bench) is configured as a Release build (-O3, as deployed) when
 # it has no cache yet; only pimsnmpd is built. RUNS defaults to 3, ROUTES to
-# 100000, BATCH to 1000.
+# 100000, BATCH to 1000. With valgrind installed, one more run of CALLGRIND_ROUTES routes
+# (default 20000; 0 skips it) counts the daemon's instructions per route, a figure that does
+# not move with the machine's load as the timings do.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,6 +16,8 @@ build=${1:-build-feed-bench}
 runs=${2:-3}
 routes=${3:-100000}
 batch=${4:-1000}
+cg_routes=${5:-20000}
+command -v valgrind >/dev/null || cg_routes=0
 
 if [ ! -f "$build/CMakeCache.txt" ]; then
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -22,4 +26,5 @@ cmake --build "$build" -j 2 --target pimsnmpd
 
 python3 bench/feed_bench.py --daemon "$build/daemon/pimsnmpd" --runs "$runs" --routes "$routes" \
   --batch "$batch" --build "$(sed -n 's/^CMAKE_BUILD_TYPE:STRING=//p' "$build/CMakeCache.txt")" \
-  --benchmarks BENCHMARKS.md --command "bench/run_feed_bench.sh $build $runs $routes $batch"
+  --callgrind "$cg_routes" --benchmarks BENCHMARKS.md \
+  --command "bench/run_feed_bench.sh $build $runs $routes $batch $cg_routes"
