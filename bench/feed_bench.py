@@ -229,16 +229,16 @@ Machine: {machine}, {cores} cores; {build} build. Reproduce:
 The daemon is CPU-bound during the run, and the timings move with the machine's load (the
 runs' spread above; on this shared 2-core VM the same binary has measured up to 1.5x apart
 within an hour). The instruction count does not. A `perf record --call-graph dwarf` profile of
-the route phase (100k routes, RelWithDebInfo, 24.8 µs of CPU per route in that run) splits it
+the route phase (100k routes, RelWithDebInfo, 17.4 µs of CPU per route in that run) splits it
 as follows (inclusive shares):
 
 | part | share |
 |---|---:|
 | feed socket, line framing, replies, status polls | 1% |
-| parsing the patch text (RapidJSON's reader building the JSON tree) | 11% |
-| `Document::mergePatchTaking`: merge with undo record 10%, validation of the touched subtrees 7%, interface reference index 4% | 21% |
-| applying: platform route and FIB records built and inserted, the route table's reader mirroring them into the VRF's sparse-mode status | 23% |
-| the agent's route state machine: `MrouteSm::handleMroute` on the route (nine rows and their next hops, 34%) and on its FIB entry, which arrives first and finds no route (7%) | 41% |
+| parsing the patch text (RapidJSON's reader building the JSON tree) | 12% |
+| `Document::mergePatchTaking`: merge with undo record 9%, validation of the touched subtrees 7%, interface reference index 3% | 19% |
+| applying: platform route and FIB records built and inserted, the route table's reader mirroring them into the VRF's sparse-mode status | 27% |
+| the agent's route state machine: `MrouteSm::handleMroute` on the route (nine rows and their next hops, 36%) and on its FIB entry, which arrives first and finds no route (3%) | 39% |
 
 What brought it from the first measurement (11,642 routes/s, about 63 µs of CPU per route) to
 this one (each step measured on its own, most recently by instructions per route under
@@ -258,6 +258,7 @@ callgrind, 124k before this round and 67k after it):
   dotted quad), and addresses format without `fmt`.
 - Records: a new route is inserted without a look-up first; the route event shares one status
   look-up with its reconciliation; look-ups the store's invariants make pointless are skipped
+  (a FIB entry ahead of its route now costs one look-up instead of three)
   (docs/decisions.md, "Route mirroring"); the reviewed mark lives in the route's reactor.
 - Address comparisons are inlined into the index comparisons of every table descent.
 - pimsnmpd links jemalloc, which allocates the many small nodes in about half the time and
