@@ -35,13 +35,16 @@ class Status : public Ent::Entity {
     return route_.findOrInsert(k, [&] { return Ent::make<Route>(k); }).first;
   }
   // Stores a fully built route, replacing another one of its key.
-  void routeIs(Ent::Ptr<Route> r) {
+  // Returns whether the collection changed (false when it held this very record already).
+  bool routeIs(Ent::Ptr<Route> r) {
     if (!r) throw Ent::NullArgument("SparseMode::Status::routeIs: null route");
     // A new key, the usual case, costs one descent.
     const auto [cur, inserted] = route_.insert(r);
-    if (inserted || cur == r.get()) return;
+    if (inserted) return true;
+    if (cur == r.get()) return false;
     route_.erase(r->key());
     route_.insert(std::move(r));
+    return true;
   }
   Ent::Ptr<Route> routeDel(const RouteKey& k) { return route_.erase(k); }
   void routeDelAll() { route_.clear(); }

@@ -11,9 +11,11 @@ DEFAULT_TRACE_HANDLE("PimShtab")
 namespace Routing::Pim::SparseMode::Shtab {
 
 bool mirrorRoute(const Status& table, SparseMode::Status& local, const RouteKey& key) {
-  return Pim::Shtab::mirrorKey(
-      table.route(), local.route(), key, [&](Ent::Ptr<Route> r) { local.routeIs(std::move(r)); },
-      [&](const RouteKey& k) { local.routeDel(k); });
+  // The generic mirror looks the key up on both sides first; a route of the table goes
+  // straight to routeIs instead, which inserts first and leaves a record it holds already
+  // alone: one descent of the local status for a new route, not two.
+  if (Route* r = table.route().find(key)) return local.routeIs(Ent::Ptr<Route>(r));
+  return local.routeDel(key) != nullptr;
 }
 
 std::optional<RouteKey> mirrorNextRoute(const Status& table, SparseMode::Status& local,
