@@ -3,23 +3,11 @@ rewrite of one section of BENCHMARKS.md."""
 
 import os
 import re
-import socket
 import sys
 
-
-def free_port():
-    """A port free for both UDP and TCP on 127.0.0.1 (the kernel's pick, released)."""
-    for _ in range(100):
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as u:
-            u.bind(("127.0.0.1", 0))
-            port = u.getsockname()[1]
-            try:
-                with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as t:
-                    t.bind(("127.0.0.1", port))
-            except OSError:
-                continue
-            return port
-    sys.exit("no free port")
+# The loopback port pick is the end-to-end tests' own.
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "e2e"))
+from e2ecommon import free_port  # noqa: E402,F401
 
 
 def cpu_seconds(pid):
