@@ -154,23 +154,5 @@ TEST_F(ReviewTest, RoutesDeletedDuringTheReviewKeepTheCountExact) {
   EXPECT_EQ(mib->ipMcastRouteTable().size(), 6u);
 }
 
-TEST_F(ReviewTest, AfterTheReviewTheMarksFollowTheRoutes) {
-  startAndReview();
-  intfIs(routeN(1), 1, true);
-  intfIs(routeN(2), 1, true);
-  EXPECT_EQ(sm->reviewedRoutes(), 2u);
-  // A FIB entry ahead of its route marks nothing and makes no row.
-  fibIs(routeN(3), {1});
-  EXPECT_FALSE(sm->reviewedRoute(routeN(3)));
-  EXPECT_FALSE(mcastRow(routeN(3)));
-  EXPECT_EQ(sm->reviewedRoutes(), 2u);
-  status->routeDel(routeN(1));
-  EXPECT_FALSE(sm->reviewedRoute(routeN(1)));
-  EXPECT_EQ(sm->reviewedRoutes(), 1u);
-  intfIs(routeN(3), 1, true);
-  EXPECT_TRUE(complete(routeN(3)));
-  EXPECT_EQ(sm->reviewedRoutes(), 2u);
-}
-
 }  // namespace
 }  // namespace MrouteSmTest
