@@ -32,8 +32,7 @@ std::string ValidationError::toString() const {
 
 namespace {
 
-// Appends the escaped token to `out`; paths are built for every member visited, so without a
-// temporary string.
+// Appends the escaped token to `out`, without a temporary string.
 void appendPointerToken(std::string& out, std::string_view name) {
   size_t from = 0;
   for (size_t i = 0; i < name.size(); ++i) {
