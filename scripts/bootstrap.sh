@@ -9,6 +9,7 @@ PACKAGES=(
   libfmt-dev nlohmann-json3-dev rapidjson-dev libjemalloc-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3 procps psmisc
+  frr iproute2
 )
 
 missing=()
@@ -24,4 +25,12 @@ if ((${#missing[@]})); then
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 # The distribution's snmpd/snmptrapd services are never used: tests start their own on loopback.
+# Nor is its frr service: the network-namespace lab starts its own FRR daemons per namespace.
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO="sudo"
+if [ -d /run/systemd/system ] && systemctl is-enabled --quiet frr.service 2>/dev/null; then
+  $SUDO systemctl disable --now frr.service >/dev/null 2>&1 || true
+elif [ -x /etc/init.d/frr ] && pidof -q watchfrr; then
+  $SUDO /etc/init.d/frr stop >/dev/null 2>&1 || true
+fi
 echo "bootstrap: dependencies present"
