@@ -10,6 +10,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   python3 procps psmisc
   frr iproute2
+  dpkg-dev man-db groff-base mandoc systemd
 )
 
 missing=()
