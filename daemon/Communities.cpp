@@ -41,6 +41,11 @@ void CommunityMapper::syncAll() {
   for (const std::string& context : notifier()->contexts()) map(context);
 }
 
+void CommunityMapper::remapAll() {
+  mapped_.clear();
+  syncAll();
+}
+
 void CommunityMapper::onChange(const Ent::Change& change) {
   if (change.attr != Snmp::MibContexts::attrContext || !change.key || !notifier()) return;
   const auto& context = change.keyAs<std::string>();

@@ -35,6 +35,9 @@ class CommunityMapper : public Ent::ReactorOf<Snmp::MibContexts> {
   // Maps every context served now (the constructor does not, so that it can be built before
   // the agent is up).
   void syncAll();
+  // Maps every context served now again: the configuration was re-read, which dropped the
+  // lines added at run time.
+  void remapAll();
   // The contexts mapped so far (a mapping is never withdrawn: the context may come back, and
   // a community for a context that is not served reaches nothing).
   const std::set<std::string>& mapped() const { return mapped_; }

@@ -22,15 +22,20 @@
 
 #include "daemon/AgentTree.h"
 #include "daemon/Communities.h"
+#include "daemon/ConfigFile.h"
 #include "daemon/FeedServer.h"
 #include "daemon/FileWatcher.h"
 #include "daemon/Log.h"
+#include "daemon/NetSnmpLog.h"
 #include "daemon/Poller.h"
+#include "daemon/SdNotify.h"
 #include "daemon/Signals.h"
 #include "daemon/Simulator.h"
 #include "daemon/StateKeeper.h"
 #include "daemon/Status.h"
+#include "daemon/SystemGroup.h"
 #include "daemon/Version.h"
+#include "daemon/VrfTrapSinks.h"
 #include "platform/Clock/Clock.h"
 #include "platform/Snmp/MibContext.h"
 #include "platform/Snmp/TrapManager.h"
@@ -104,6 +109,9 @@ struct Daemon::Impl {
   std::unique_ptr<FeedServer> feed;
   std::unique_ptr<FileWatcher> watcher;
   std::unique_ptr<CommunityMapper> communities;
+  std::unique_ptr<SystemGroup> systemGroup;
+  std::unique_ptr<NetSnmpLog> netsnmpLog;
+  SdNotify notifier{getenv("NOTIFY_SOCKET")};
   std::unique_ptr<Simulator> simulator;
   std::string tempPersistentDir;
   bool pollerRegistered = false;
@@ -175,8 +183,13 @@ struct Daemon::Impl {
     h.configFile = options.configFile;
     h.persistentDir = tempPersistentDir.empty() ? options.persistentDir : tempPersistentDir;
     h.persistState = tempPersistentDir.empty();
-    h.log = options.log == Options::LogTarget::toSyslog ? Snmp::AgentHostOptions::Log::toSyslog
-                                                        : Snmp::AgentHostOptions::Log::toStderr;
+    netsnmpLog = std::make_unique<NetSnmpLog>(
+        [](Log::Level level, std::string_view line) { Log::write(level, line); },
+        !options.communityPrefix.empty());
+    h.log = Snmp::AgentHostOptions::Log::callback;
+    h.logCallback = [this](int priority, const char* text) {
+      netsnmpLog->message(priority, text, Plat::now());
+    };
     h.debugTokens = options.snmpDebug;
     host = std::make_unique<Snmp::AgentHost>(std::move(h));
     if (!options.communityPrefix.empty()) {
@@ -184,12 +197,24 @@ struct Daemon::Impl {
           Snmp::mibContexts(), options.communityPrefix, options.communitySource,
           [](const std::string& line) { return netsnmpConfigure(line); });
     }
-    if (!host->init()) {
+    const bool master = options.role == Options::Role::master;
+    // The system group, the snmpEngine objects and the per-VRF sinks' directive must be
+    // registered before the configuration is read. A subagent's master serves the group.
+    const auto beforeConfig = [master] {
+      if (!master) return;
+      SystemGroup::registerDefaults();
+      VrfTrapSinks::registerDirective();
+    };
+    if (!host->init(beforeConfig)) {
       Log::error("SNMP agent: {}", host->error());
       return false;
     }
     // Contexts registered while the agent came up (the VRF trackers react to `initialized`).
     if (communities) communities->syncAll();
+    if (master) {
+      systemGroup = std::make_unique<SystemGroup>(Snmp::mibContexts());
+      systemGroup->syncAll();
+    }
     if (register_readfd(poller.fd(), &Impl::pollerReadable, this) == 0) {
       pollerRegistered = true;
     } else {
@@ -260,7 +285,10 @@ struct Daemon::Impl {
     // Every context is withdrawn while the agent still runs, so that an AgentX master is told.
     if (tree) tree->tearDown();
     communities.reset();
+    systemGroup.reset();
+    VrfTrapSinks::clear();
     if (host) host->shutdown();
+    if (netsnmpLog) netsnmpLog->flush(Plat::now());
     host.reset();
     tree.reset();
     keeper.reset();
@@ -283,6 +311,12 @@ struct Daemon::Impl {
       Log::error("cannot set up the event descriptors");
       return 1;
     }
+    if (!options.configFile.empty()) {
+      if (const auto why = configUnreadable(options.configFile)) {
+        Log::error("configuration file {} {}", options.configFile, *why);
+        return 1;
+      }
+    }
     if (options.role == Options::Role::master && options.configFile.empty() &&
         options.communityPrefix.empty()) {
       Log::warning("no --config and no --community-prefix: no SNMP access is configured");
@@ -303,15 +337,22 @@ struct Daemon::Impl {
       return 1;
     }
     writePidFile();
-    Log::info("pimsnmpd {} ready: {} ({}), serving {} context(s)", kVersion,
-              options.role == Options::Role::master ? "master agent" : "AgentX subagent",
-              options.role == Options::Role::master ? options.listen : options.agentxSocket,
-              Snmp::mibContexts()->contexts().size());
+    Log::info("pimsnmpd {} ready: {}", kVersion, readiness());
+    notifier.ready(readiness());
     while (!stop.load()) host->runOnce(1.0);
     Log::info("stopping: withdrawing {} context(s)", Snmp::mibContexts()->contexts().size());
+    notifier.stopping("withdrawing every context");
     tearDown();
     Log::info("stopped");
     return exitCode;
+  }
+
+  std::string readiness() const {
+    return fmt::format(
+        "{} ({}), serving {} context(s)",
+        options.role == Options::Role::master ? "master agent" : "AgentX subagent",
+        options.role == Options::Role::master ? options.listen : options.agentxSocket,
+        Snmp::mibContexts()->contexts().size());
   }
 
   // -- events
@@ -320,9 +361,13 @@ struct Daemon::Impl {
 
   void onSignal(int signo) {
     if (signo == SIGHUP) {
-      Log::info("SIGHUP: re-reading {}",
+      Log::info("SIGHUP: re-reading {} and {}",
+                options.configFile.empty() ? "(no configuration file)" : options.configFile,
                 options.stateFile.empty() ? "(no state file)" : options.stateFile);
+      notifier.reloading("re-reading the configuration and the state file");
+      reloadConfig();
       reload();
+      notifier.ready(readiness());
       return;
     }
     Log::info("{} received", signo == SIGTERM ? "SIGTERM" : "SIGINT");
@@ -333,6 +378,23 @@ struct Daemon::Impl {
     if (reloadAlarm) return;
     reloadAlarm =
         snmp_alarm_register_hr(toTimeval(kReloadSettleSeconds), 0, &Impl::reloadFired, this);
+  }
+
+  // The configuration again (access, communities, users, sinks, system group values), as
+  // snmpd does on SIGHUP; the served state and its registrations stay. A file that cannot be
+  // read is refused and the current configuration stays in force.
+  bool reloadConfig() {
+    if (options.configFile.empty()) return true;
+    if (const auto why = configUnreadable(options.configFile)) {
+      Log::error("configuration file {} {}: keeping the current configuration", options.configFile,
+                 *why);
+      return false;
+    }
+    update_config();
+    // Re-reading dropped the communities added at run time.
+    if (communities) communities->remapAll();
+    Log::info("re-read configuration file {}", options.configFile);
+    return true;
   }
 
   static void reloadFired(unsigned int, void* self) {
@@ -476,6 +538,10 @@ struct Daemon::Impl {
     }
     agent["initialized"] = SnmpUtil::getSnmpStatus()->initialized();
     agent["config"] = options.configFile;
+    if (systemGroup) {
+      agent["systemGroupContexts"] = systemGroup->contexts();
+      agent["vrfTrapSinks"] = VrfTrapSinks::count();
+    }
 
     Json vrfs = Json::object();
     if (const Json* v = [&]() -> const Json* {

@@ -90,9 +90,16 @@ void assertionFailed(const char* expression, const char* file, int line, const c
   std::abort();
 }
 
+std::string contextVrf(const std::string& context) {
+  return context.empty() ? std::string("default") : context;
+}
+
+std::string contextPath(std::string_view dir, const std::string& context) {
+  return Ent::childPath(dir, contextVrf(context));
+}
+
 std::string storePath(const std::string& context) {
-  return context.empty() ? "snmp/pim/snmpPimMIB/default"
-                         : "snmp/pim/snmpPimMIB/" + Ent::urlQuote(context);
+  return contextPath("snmp/pim/snmpPimMIB", context);
 }
 
 }  // namespace Routing::Pim::Snmp

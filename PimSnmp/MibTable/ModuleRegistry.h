@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/Ent/Entity.h"
@@ -63,8 +64,12 @@ class ModuleRegistry {
 [[noreturn]] void assertionFailed(const char* expression, const char* file, int line,
                                   const char* function);
 
-// Path helpers shared by tables and scalars.
-// "snmp/pim/snmpPimMIB/default" for "", else "snmp/pim/snmpPimMIB/<url-quoted context>".
+// Path helpers shared by tables and scalars; every context becomes a path through these.
+// The VRF served in `context`: "default" for "", else the context itself.
+std::string contextVrf(const std::string& context);
+// "<dir>/<the VRF of context, quoted by Ent::childPath>".
+std::string contextPath(std::string_view dir, const std::string& context);
+// contextPath("snmp/pim/snmpPimMIB", context).
 std::string storePath(const std::string& context);
 
 }  // namespace Routing::Pim::Snmp

@@ -261,8 +261,8 @@ const PimComponentTableTraits::Def& PimComponentTableTraits::def() {
 constexpr int32_t kJoinPruneInterval = 60;
 
 std::string pimConfigPath(const std::string& context) {
-  return "Stadb/routing/pim/config.vrfConfig/%27" +
-         (context.empty() ? std::string("default") : Ent::urlQuote(context)) + "%27";
+  // The collection's keys are quoted VRF names: "'red'".
+  return Ent::childPath("Stadb/routing/pim/config.vrfConfig", "'" + contextVrf(context) + "'");
 }
 
 int handle_pimJoinPruneInterval(netsnmp_mib_handler*, netsnmp_handler_registration*,

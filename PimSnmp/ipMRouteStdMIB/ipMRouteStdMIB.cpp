@@ -124,8 +124,7 @@ const IpMRouteInterfaceTableTraits::Def& IpMRouteInterfaceTableTraits::def() {
 }
 
 std::string mfibConfigPath(const std::string& context) {
-  return "Stadb/routing/multicast/vrf/config.config/" +
-         (context.empty() ? std::string("default") : context);
+  return contextPath("Stadb/routing/multicast/vrf/config.config", context);
 }
 
 int handle_ipMRouteEnable(netsnmp_mib_handler*, netsnmp_handler_registration*,

@@ -62,6 +62,13 @@ std::string urlUnquote(std::string_view s) {
   return out;
 }
 
+std::string childPath(std::string_view dir, std::string_view name) {
+  std::string out(dir);
+  out += '/';
+  out += urlQuote(name);
+  return out;
+}
+
 Ptr<Entity> Dir::entity(std::string_view name) const {
   auto it = children_.find(name);
   return it == children_.end() ? nullptr : it->second;

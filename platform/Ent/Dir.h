@@ -13,6 +13,9 @@ namespace Ent {
 std::string urlQuote(std::string_view s);
 // Inverse of urlQuote; a malformed escape is kept literally.
 std::string urlUnquote(std::string_view s);
+// "<dir>/<urlQuote(name)>": the one way a name that may hold any byte (a VRF's, a context's)
+// becomes a component of a state-directory path. Distinct names give distinct paths.
+std::string childPath(std::string_view dir, std::string_view name);
 
 // A directory of named entities: the state directory in which the platform
 // publishes its records and the agent keeps its per-VRF stores.

@@ -29,6 +29,13 @@ void noop(unsigned int, void* fired) {
   *static_cast<bool*>(fired) = true;
 }
 
+int forwardLog(int, int, void* message, void* host) {
+  const auto* m = static_cast<const snmp_log_message*>(message);
+  const auto& callback = static_cast<AgentHost*>(host)->options().logCallback;
+  if (m && m->msg && callback) callback(m->priority, m->msg);
+  return 0;
+}
+
 struct timeval toTimeval(double seconds) {
   struct timeval tv;
   tv.tv_sec = static_cast<time_t>(seconds);
@@ -82,6 +89,10 @@ bool AgentHost::init(const std::function<void()>& beforeSnmpInit) {
     case AgentHostOptions::Log::off:
       // With no handler at all net-snmp falls back to stderr; this one drops everything.
       netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
+      break;
+    case AgentHostOptions::Log::callback:
+      netsnmp_register_loghandler(NETSNMP_LOGHANDLER_CALLBACK, LOG_DEBUG);
+      snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, forwardLog, this);
       break;
   }
   if (!options_.debugTokens.empty()) {
@@ -170,6 +181,9 @@ void AgentHost::shutdown() {
   snmp_shutdown(options_.appName.c_str());
   if (master) shutdown_master_agent();
   shutdown_agent();
+  if (options_.log == AgentHostOptions::Log::callback) {
+    snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, forwardLog, this, 1);
+  }
   initialized_ = false;
   liveHost = nullptr;
   TRACE2("agent {} down", options_.appName);

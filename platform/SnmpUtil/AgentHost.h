@@ -8,7 +8,7 @@ namespace Snmp {
 
 struct AgentHostOptions {
   enum class Role { master, subagent };
-  enum class Log { toStderr, toSyslog, off };
+  enum class Log { toStderr, toSyslog, off, callback };
 
   Role role = Role::master;
   // net-snmp application name: names the persistent file and the syslog ident.
@@ -25,6 +25,9 @@ struct AgentHostOptions {
   std::string persistentDir;
   bool persistState = true;
   Log log = Log::toStderr;
+  // Log::callback: every piece of text net-snmp logs, with its syslog priority (a line may
+  // come in several pieces).
+  std::function<void(int priority, const char* text)> logCallback;
   // net-snmp debug tokens ("table_iterator,helper:table"); empty = none.
   std::string debugTokens;
 };

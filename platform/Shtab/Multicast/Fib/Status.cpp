@@ -8,8 +8,8 @@ namespace Shtab::Multicast::Fib {
 
 std::string Status::mountPath(Lanet::AddressFamily af, const L3::VrfName& vrf,
                               std::string_view role) {
-  return fmt::format("shtab/multicast/fib/{}/{}/{}", Lanet::toString(af), Ent::urlQuote(vrf.str()),
-                     Ent::urlQuote(role));
+  return Ent::childPath(
+      Ent::childPath(fmt::format("shtab/multicast/fib/{}", Lanet::toString(af)), vrf.str()), role);
 }
 
 Route Status::route(const RouteKey& k) const {

@@ -16,8 +16,8 @@ const std::vector<std::string> kPrefix = {"shtab", "routing", "pim", "sparsemode
 }
 
 std::string Status::mountPath(Lanet::AddressFamily af, const L3::VrfName& vrf) {
-  return fmt::format("shtab/routing/pim/sparsemode/{}/{}", Lanet::toString(af),
-                     Ent::urlQuote(vrf.str()));
+  return Ent::childPath(fmt::format("shtab/routing/pim/sparsemode/{}", Lanet::toString(af)),
+                        vrf.str());
 }
 
 Ent::Ptr<Status> Status::fromMountPath(std::string_view path) {
