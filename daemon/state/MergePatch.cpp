@@ -25,6 +25,24 @@ Json mergePatch(Json target, const Json& patch) {
   return target;
 }
 
+Json mergePatchDiff(const Json& from, const Json& to) {
+  if (!from.is_object() || !to.is_object()) return to;
+  Json patch = Json::object();
+  for (const auto& [name, value] : from.items()) {
+    if (!to.contains(name)) patch[name] = nullptr;
+  }
+  for (const auto& [name, value] : to.items()) {
+    const auto it = from.find(name);
+    if (it == from.end()) {
+      patch[name] = value;
+    } else if (*it != value) {
+      // {} replacing a non-object comes out as {}, which applied makes an empty object.
+      patch[name] = mergePatchDiff(*it, value);
+    }
+  }
+  return patch;
+}
+
 namespace {
 
 // Whether a patch value holds a null anywhere: only then does merging it into nothing differ

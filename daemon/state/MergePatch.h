@@ -13,6 +13,11 @@ namespace PimSnmpd {
 // The patched copy of `target`.
 Json mergePatch(Json target, const Json& patch);
 
+// The merge patch that turns `from` into `to`: members only in `from` become null, changed
+// members their new value (objects recursively), equal members are left out; {} when nothing
+// differs. `to` must hold no null values (a patch cannot set one).
+Json mergePatchDiff(const Json& from, const Json& to);
+
 // Patches `target` in place. Costs O(size of the patch x log(size of target)): untouched
 // members are neither copied nor visited.
 void mergePatchInPlace(Json& target, const Json& patch);
