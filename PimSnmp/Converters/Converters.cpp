@@ -5,11 +5,12 @@
 namespace Routing::Pim::Snmp {
 
 int ModeToAsnInteger(uint8_t mode, uint8_t* buf, size_t capacity) {
-  return ::Snmp::S32ToAsnInteger(mode == 1 ? 2 : 1, buf, capacity);
+  return ::Snmp::S32ToAsnInteger(mode == 1 ? kPimModeSparse : kPimModeDense, buf, capacity);
 }
 
 int NextHopStateToAsnInteger(NextHopState state, uint8_t* buf, size_t capacity) {
-  return ::Snmp::S32ToAsnInteger(state == nhStateForwarding ? 2 : 1, buf, capacity);
+  return ::Snmp::S32ToAsnInteger(state == nhStateForwarding ? kNextHopForwarding : kNextHopPruned,
+                                 buf, capacity);
 }
 
 }  // namespace Routing::Pim::Snmp

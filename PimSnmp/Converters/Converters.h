@@ -10,6 +10,15 @@
 
 namespace Routing::Pim::Snmp {
 
+// pimInterfaceMode / pimNeighborMode values.
+inline constexpr int32_t kPimModeDense = 1;
+inline constexpr int32_t kPimModeSparse = 2;
+inline constexpr int32_t kPimModeSparseDense = 3;
+
+// ipMRouteNextHopState / ipMcastRouteNextHopState values.
+inline constexpr int32_t kNextHopPruned = 1;
+inline constexpr int32_t kNextHopForwarding = 2;
+
 // pimInterfaceMode / pimNeighborMode: the platform's sparse mode (1) reads sparse(2); every
 // other mode reads dense(1). sparseDense(3) is never produced.
 int ModeToAsnInteger(uint8_t mode, uint8_t* buf, size_t capacity);

@@ -2,7 +2,8 @@
 
 // Builders of IndexPart descriptors, one per kind of index component. `Member` names the
 // component inside the table's index type (a pointer to data member), or is nullptr for a
-// table whose whole index is the component (an int32_t ifIndex, an IpGenAddr).
+// table whose whole index is the component (an int32_t ifIndex, an IpGenAddr). `column` is the
+// index object as the module file declares it (Mib::kImported when another table defines it).
 
 #include <arpa/inet.h>
 
@@ -12,6 +13,7 @@
 #include <span>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -62,7 +64,7 @@ inline std::string dotted(const uint8_t* b) {
 
 // INTEGER index held as int32_t.
 template <class Index, auto Member = nullptr>
-IndexPart<Index> s32Index(const char* name, const char* traceName) {
+IndexPart<Index> s32Index(const char* name, const char* traceName, Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_INTEGER,
@@ -72,12 +74,14 @@ IndexPart<Index> s32Index(const char* name, const char* traceName) {
           [](const Index& i, uint8_t* buf, size_t capacity) {
             return ::Snmp::S32ToAsnInteger(detail::field<Member>(i), buf, capacity);
           },
-          [](const Index& i) { return std::to_string(detail::field<Member>(i)); }};
+          [](const Index& i) { return std::to_string(detail::field<Member>(i)); },
+          std::move(column)};
 }
 
 // INTEGER index held as uint32_t (pimRPSetComponent): 0..2^31-1 on the wire.
 template <class Index, auto Member>
-IndexPart<Index> nonNegativeIntegerIndex(const char* name, const char* traceName) {
+IndexPart<Index> nonNegativeIntegerIndex(const char* name, const char* traceName,
+                                         Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_INTEGER,
@@ -94,12 +98,13 @@ IndexPart<Index> nonNegativeIntegerIndex(const char* name, const char* traceName
             }
             return ::Snmp::S32ToAsnInteger(static_cast<int32_t>(value), buf, capacity);
           },
-          [](const Index& i) { return std::to_string(detail::field<Member>(i)); }};
+          [](const Index& i) { return std::to_string(detail::field<Member>(i)); },
+          std::move(column)};
 }
 
 // Unsigned32 index (prefix lengths).
 template <class Index, auto Member>
-IndexPart<Index> unsignedIndex(const char* name, const char* traceName) {
+IndexPart<Index> unsignedIndex(const char* name, const char* traceName, Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_UNSIGNED,
@@ -109,12 +114,13 @@ IndexPart<Index> unsignedIndex(const char* name, const char* traceName) {
           [](const Index& i, uint8_t* buf, size_t capacity) {
             return ::Snmp::U32ToAsnUnsigned(detail::field<Member>(i), buf, capacity);
           },
-          [](const Index& i) { return std::to_string(detail::field<Member>(i)); }};
+          [](const Index& i) { return std::to_string(detail::field<Member>(i)); },
+          std::move(column)};
 }
 
 // IpAddress index held as a Lanet::IpGenAddr (IPv4 rows only).
 template <class Index, auto Member = nullptr>
-IndexPart<Index> ipAddressIndex(const char* name, const char* traceName) {
+IndexPart<Index> ipAddressIndex(const char* name, const char* traceName, Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_IPADDRESS,
@@ -126,12 +132,13 @@ IndexPart<Index> ipAddressIndex(const char* name, const char* traceName) {
             if (!a.isV4()) return ::Snmp::kConvertFailed;
             return detail::ipAddressIndexValue(a.v4().value(), buf, capacity);
           },
-          [](const Index& i) { return detail::field<Member>(i).toString(); }};
+          [](const Index& i) { return detail::field<Member>(i).toString(); },
+          std::move(column)};
 }
 
 // IpAddress index held as a mask in network byte order (its octets are its bytes in memory).
 template <class Index, auto Member>
-IndexPart<Index> maskIndex(const char* name, const char* traceName) {
+IndexPart<Index> maskIndex(const char* name, const char* traceName, Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_IPADDRESS,
@@ -148,12 +155,13 @@ IndexPart<Index> maskIndex(const char* name, const char* traceName) {
             uint8_t b[4];
             std::memcpy(b, &detail::field<Member>(i), sizeof b);
             return detail::dotted(b);
-          }};
+          },
+          std::move(column)};
 }
 
 // InetVersion index (ipMcastInterfaceIPVersion).
 template <class Index, auto Member>
-IndexPart<Index> ipVersionIndex(const char* name, const char* traceName) {
+IndexPart<Index> ipVersionIndex(const char* name, const char* traceName, Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_INTEGER,
@@ -164,35 +172,38 @@ IndexPart<Index> ipVersionIndex(const char* name, const char* traceName) {
             return ::Snmp::S32ToAsnInteger(static_cast<int32_t>(detail::field<Member>(i)), buf,
                                            capacity);
           },
-          [](const Index& i) { return std::string(::Snmp::toString(detail::field<Member>(i))); }};
+          [](const Index& i) { return std::string(::Snmp::toString(detail::field<Member>(i))); },
+          std::move(column)};
 }
 
 // The InetAddressType half of an InetAddress index pair; `Member` is the InetAddress. The
 // type is kept in the address until its octets arrive with the next component.
 template <class Index, auto Member>
-IndexPart<Index> inetAddressTypeIndex(const char* name, const char* traceName) {
-  return {name,
-          traceName,
-          ASN_INTEGER,
-          [](const netsnmp_variable_list& v, Index& i) {
-            ::Snmp::InetAddressType type{};
-            if (!::Snmp::AsnIntegerToInetAddressType(v, type)) return false;
-            detail::field<Member>(i) = ::Snmp::InetAddress(type, {});
-            return true;
-          },
-          [](const Index& i, uint8_t* buf, size_t capacity) {
-            return ::Snmp::S32ToAsnInteger(static_cast<int32_t>(detail::field<Member>(i).type()),
-                                           buf, capacity);
-          },
-          [](const Index& i) {
-            return std::string(::Snmp::toString(detail::field<Member>(i).type()));
-          }};
+IndexPart<Index> inetAddressTypeIndex(const char* name, const char* traceName,
+                                      Mib::IndexColumn column) {
+  return {
+      name,
+      traceName,
+      ASN_INTEGER,
+      [](const netsnmp_variable_list& v, Index& i) {
+        ::Snmp::InetAddressType type{};
+        if (!::Snmp::AsnIntegerToInetAddressType(v, type)) return false;
+        detail::field<Member>(i) = ::Snmp::InetAddress(type, {});
+        return true;
+      },
+      [](const Index& i, uint8_t* buf, size_t capacity) {
+        return ::Snmp::S32ToAsnInteger(static_cast<int32_t>(detail::field<Member>(i).type()), buf,
+                                       capacity);
+      },
+      [](const Index& i) { return std::string(::Snmp::toString(detail::field<Member>(i).type())); },
+      std::move(column)};
 }
 
 // The InetAddress half: its octets, under the type read just before. The InetAddress
 // constructor throws for more octets than any address type has.
 template <class Index, auto Member>
-IndexPart<Index> inetAddressIndex(const char* name, const char* traceName) {
+IndexPart<Index> inetAddressIndex(const char* name, const char* traceName,
+                                  Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_OCTET_STR,
@@ -206,7 +217,8 @@ IndexPart<Index> inetAddressIndex(const char* name, const char* traceName) {
           [](const Index& i, uint8_t* buf, size_t capacity) {
             return ::Snmp::BytesToAsnOctetString(detail::field<Member>(i).octets(), buf, capacity);
           },
-          [](const Index& i) { return detail::field<Member>(i).toString(); }};
+          [](const Index& i) { return detail::field<Member>(i).toString(); },
+          std::move(column)};
 }
 
 }  // namespace Routing::Pim::Snmp

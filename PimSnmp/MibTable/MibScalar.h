@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "PimSnmp/MibTable/MibObject.h"
 #include "PimSnmp/MibTable/ModuleRegistry.h"
 #include "platform/Ent/Entity.h"
 #include "platform/Trace/Trace.h"
@@ -38,6 +39,7 @@ struct ScalarDef {
   // For a scalar that reads no entity: the value as traced ("returning 5").
   const char* constantText;
   Trace::Handle* trace;
+  Mib::ObjectType object;  // SYNTAX, DESCRIPTION and UNITS of the module file
 };
 
 // Registers `def` in `context` as "<name>_<context>" into `registry`, with the entity it

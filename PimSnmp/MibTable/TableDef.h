@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "PimSnmp/MibTable/MibObject.h"
 #include "platform/Ent/Coll.h"
 #include "platform/Trace/Trace.h"
 
@@ -36,6 +37,7 @@ struct IndexPart {
   int (*encode)(const Index& index, uint8_t* buf, size_t capacity);
   // Text of the component for traces.
   std::string (*text)(const Index& index);
+  Mib::IndexColumn column;  // the index object, for the INDEX clause of the module file
 };
 
 // One served column: the entry attribute it reads, through which converter.
@@ -47,6 +49,7 @@ struct ColumnDef {
   const char* converter;  // converter name of the failure trace ("ModeToAsnInteger")
   u_char asnType;         // varbind type
   int (*encode)(const Entry& entry, uint8_t* buf, size_t capacity);
+  Mib::ObjectType object;      // SYNTAX, DESCRIPTION and UNITS of the module file
   bool ownSetMessage = false;  // the MIB declares it writable: SETs get their own trace
   size_t maxLength = 0;        // when non-zero, longer values are never sent
 };
@@ -65,7 +68,8 @@ struct TableDef {
   std::vector<IndexPart<Index>> indexes;
   std::vector<ColumnDef<Entry>> columns;
   const Coll& (*coll)(const PimMib& store);
-  Trace::Handle* trace;  // the module's facility
+  Trace::Handle* trace;               // the module's facility
+  const char* description = nullptr;  // one line for the module file
 
   // Tables have at most a dozen columns: a linear look-up beats any index here.
   const ColumnDef<Entry>* column(unsigned number) const {
@@ -88,12 +92,14 @@ struct TableTraits {
 }  // namespace Routing::Pim::Snmp
 
 // One served column of a descriptor whose entry type is `Entry`: `value` is an expression of
-// the row `e`, converted by `conv` (traced by the name written here). Optional trailing
-// arguments are ColumnDef's ownSetMessage and maxLength.
-#define PIMSNMP_COLUMN(number, name, attr, conv, asnType, value, ...)                              \
-  ::Routing::Pim::Snmp::ColumnDef<Entry> {                                                         \
-    number, name, attr, #conv, asnType, [](const Entry& e, uint8_t* buf, size_t capacity) -> int { \
-      (void)e; /* constant columns do not read the row */                                          \
-      return conv(value, buf, capacity);                                                           \
-    } __VA_OPT__(, ) __VA_ARGS__                                                                   \
+// the row `e`, converted by `conv` (traced by the name written here); `object` is its
+// Mib::ObjectType. Optional trailing arguments are ColumnDef's ownSetMessage and maxLength.
+#define PIMSNMP_COLUMN(number, name, attr, conv, asnType, value, object, ...) \
+  ::Routing::Pim::Snmp::ColumnDef<Entry> {                                    \
+    number, name, attr, #conv, asnType,                                       \
+        [](const Entry& e, uint8_t* buf, size_t capacity) -> int {            \
+          (void)e; /* constant columns do not read the row */                 \
+          return conv(value, buf, capacity);                                  \
+        },                                                                    \
+        object __VA_OPT__(, ) __VA_ARGS__                                     \
   }

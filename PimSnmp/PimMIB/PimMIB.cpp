@@ -2,8 +2,10 @@
 
 #include "PimSnmp/Converters/Converters.h"
 #include "PimSnmp/MibTable/IndexParts.h"
+#include "PimSnmp/MibTable/MibModule.h"
 #include "PimSnmp/MibTable/MibScalar.h"
 #include "PimSnmp/MibTable/MibTable.h"
+#include "PimSnmp/MibTable/MibTc.h"
 #include "platform/Ent/Dir.h"
 #include "platform/Routing/Pim/Config.h"
 #include "platform/Snmp/Converters.h"
@@ -22,6 +24,22 @@ using ::Snmp::SecondsToTimeTicks;
 using ::Snmp::U32ToAsnOctets;
 using ::Snmp::U32ToAsnUnsigned;
 using ::Snmp::U32ToTimeTicks;
+
+// pimInterfaceMode labels; ModeToAsnInteger produces dense and sparse.
+Mib::Syntax pimModeSyntax() {
+  return Mib::enumeration(
+      {{kPimModeDense, "dense"}, {kPimModeSparse, "sparse"}, {kPimModeSparseDense, "sparseDense"}});
+}
+
+Mib::Syntax neighborModeSyntax() {
+  return Mib::enumeration({{kPimModeDense, "dense"}, {kPimModeSparse, "sparse"}});
+}
+
+Mib::Syntax pruneReasonSyntax() {
+  return Mib::enumeration({{1, "other"},
+                           {PimIpMrouteNextHopEntry::kPruneReasonPrune, "prune"},
+                           {PimIpMrouteNextHopEntry::kPruneReasonAssert, "assert"}});
+}
 
 ModuleRegistry& registry() {
   static ModuleRegistry r("PimMIB");
@@ -61,28 +79,57 @@ const PimInterfaceTableTraits::Def& PimInterfaceTableTraits::def() {
       2,
       9,
       {2, 3, 4, 5, 6, 7, 8, 9},
-      {s32Index<Index>("pimInterfaceIfIndex", "index=")},
+      {s32Index<Index>("pimInterfaceIfIndex", "index=",
+                       Mib::indexColumn(1, Mib::tc(Mib::interfaceIndex()),
+                                        "ifIndex of a PIM interface of the VRF."))},
       {
           PIMSNMP_COLUMN(2, "pimInterfaceAddress", "address", LanetIpGenAddrToAsnOctetString,
-                         ASN_IPADDRESS, e.address()),
+                         ASN_IPADDRESS, e.address(),
+                         Mib::object(Mib::base(Mib::Base::kIpAddress),
+                                     "The interface's IPv4 address that PIM uses.")),
           // A network-order mask goes out as its 4 octets (docs/decisions.md).
           PIMSNMP_COLUMN(3, "pimInterfaceNetMask", "interfaceNetMask", U32ToAsnOctets,
-                         ASN_IPADDRESS, e.interfaceNetMask()),
+                         ASN_IPADDRESS, e.interfaceNetMask(),
+                         Mib::object(Mib::base(Mib::Base::kIpAddress),
+                                     "The network mask of the interface's address.")),
           PIMSNMP_COLUMN(4, "pimInterfaceMode", "mode", ModeToAsnInteger, ASN_INTEGER, e.mode(),
+                         Mib::object(pimModeSyntax(),
+                                     "The PIM mode the interface runs: sparse(2) for a sparse-mode "
+                                     "interface, dense(1) otherwise."),
                          true),
           PIMSNMP_COLUMN(5, "pimInterfaceDR", "drAddr", LanetIpGenAddrToAsnOctetString,
-                         ASN_IPADDRESS, e.drAddr()),
-          PIMSNMP_COLUMN(6, "pimInterfaceHelloInterval", "helloInterval", U32ToAsnUnsigned,
-                         ASN_INTEGER, e.helloInterval(), true),
+                         ASN_IPADDRESS, e.drAddr(),
+                         Mib::object(Mib::base(Mib::Base::kIpAddress),
+                                     "The designated router elected on the interface.")),
+          PIMSNMP_COLUMN(
+              6, "pimInterfaceHelloInterval", "helloInterval", U32ToAsnUnsigned, ASN_INTEGER,
+              e.helloInterval(),
+              Mib::object(Mib::integer32(0, 65535),
+                          "How often the router sends PIM Hellos on the interface.", "seconds"),
+              true),
           PIMSNMP_COLUMN(7, "pimInterfaceStatus", "rowStatus", S32ToAsnInteger, ASN_INTEGER,
-                         e.rowStatus(), true),
-          PIMSNMP_COLUMN(8, "pimInterfaceJoinPruneInterval", "jpInterval", U32ToAsnUnsigned,
-                         ASN_INTEGER, e.jpInterval(), true),
-          PIMSNMP_COLUMN(9, "pimInterfaceCBSRPreference", "csbrPreference", S32ToAsnInteger,
-                         ASN_INTEGER, e.csbrPreference(), true),
+                         e.rowStatus(),
+                         Mib::object(Mib::tc(Mib::rowStatus()),
+                                     "Always active(1): rows exist while the interface runs PIM."),
+                         true),
+          PIMSNMP_COLUMN(
+              8, "pimInterfaceJoinPruneInterval", "jpInterval", U32ToAsnUnsigned, ASN_INTEGER,
+              e.jpInterval(),
+              Mib::object(Mib::integer32(0, 65535),
+                          "How often the router sends Join/Prune messages on the interface.",
+                          "seconds"),
+              true),
+          PIMSNMP_COLUMN(
+              9, "pimInterfaceCBSRPreference", "csbrPreference", S32ToAsnInteger, ASN_INTEGER,
+              e.csbrPreference(),
+              Mib::object(
+                  Mib::integer32(-1, 255),
+                  "The interface's candidate-BSR priority, -1 when it is not a candidate BSR."),
+              true),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.pimInterfaceTable(); },
       &defaultTraceHandle(),
+      "The VRF's PIM interfaces.",
   };
   return d;
 }
@@ -97,18 +144,28 @@ const PimNeighborTableTraits::Def& PimNeighborTableTraits::def() {
       2,
       5,
       {2, 3, 4, 5},
-      {ipAddressIndex<Index>("pimNeighborAddress", "index=")},
+      {ipAddressIndex<Index>("pimNeighborAddress", "index=",
+                             Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
+                                              "IPv4 address of a PIM neighbor."))},
       {
           PIMSNMP_COLUMN(2, "pimNeighborIfIndex", "interfaceIndex", S32ToAsnInteger, ASN_INTEGER,
-                         e.interfaceIndex()),
-          PIMSNMP_COLUMN(3, "pimNeighborUpTime", "upTime", SecondsToTimeTicks, ASN_TIMETICKS,
-                         e.upTime()),
+                         e.interfaceIndex(),
+                         Mib::object(Mib::tc(Mib::interfaceIndex()),
+                                     "The interface the neighbor was heard on.")),
+          PIMSNMP_COLUMN(
+              3, "pimNeighborUpTime", "upTime", SecondsToTimeTicks, ASN_TIMETICKS, e.upTime(),
+              Mib::object(Mib::base(Mib::Base::kTimeTicks), "How long the neighbor has been up.")),
           PIMSNMP_COLUMN(4, "pimNeighborExpiryTime", "expiryTime", SecondsToTimeTicks,
-                         ASN_TIMETICKS, e.expiryTime()),
-          PIMSNMP_COLUMN(5, "pimNeighborMode", "mode", ModeToAsnInteger, ASN_INTEGER, e.mode()),
+                         ASN_TIMETICKS, e.expiryTime(),
+                         Mib::object(Mib::base(Mib::Base::kTimeTicks),
+                                     "Time left before the neighbor's hold time runs out.")),
+          PIMSNMP_COLUMN(5, "pimNeighborMode", "mode", ModeToAsnInteger, ASN_INTEGER, e.mode(),
+                         Mib::object(neighborModeSyntax(),
+                                     "The neighbor's PIM mode, as its interface runs it.")),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.pimNeighborTable(); },
       &defaultTraceHandle(),
+      "The PIM neighbors heard on the VRF's interfaces.",
   };
   return d;
 }
@@ -124,25 +181,38 @@ const PimIpMRouteTableTraits::Def& PimIpMRouteTableTraits::def() {
       5,
       {1, 2, 3, 4, 5},
       {
-          ipAddressIndex<Index, &Index::group>("ipMRouteGroup", "gAddr="),
-          ipAddressIndex<Index, &Index::source>("ipMRouteSource", "sAddr="),
-          maskIndex<Index, &Index::sMask>("ipMRouteSourceMask", "sMask="),
+          ipAddressIndex<Index, &Index::group>("ipMRouteGroup", "gAddr=", Mib::kImported),
+          ipAddressIndex<Index, &Index::source>("ipMRouteSource", "sAddr=", Mib::kImported),
+          maskIndex<Index, &Index::sMask>("ipMRouteSourceMask", "sMask=", Mib::kImported),
       },
       {
           PIMSNMP_COLUMN(1, "pimIpMRouteUpstreamAssertTimer", "upstreamAssertTimer", U32ToTimeTicks,
-                         ASN_TIMETICKS, e.upstreamAssertTimer()),
+                         ASN_TIMETICKS, e.upstreamAssertTimer(),
+                         Mib::object(Mib::base(Mib::Base::kTimeTicks),
+                                     "Time left on the upstream assert timer; 0 when none runs.")),
           PIMSNMP_COLUMN(2, "pimIpMRouteAssertMetric", "assertMetric", S32ToAsnInteger, ASN_INTEGER,
-                         static_cast<int32_t>(e.assertMetric())),
-          PIMSNMP_COLUMN(3, "pimIpMRouteAssertMetricPref", "assertMetricPref", S32ToAsnInteger,
-                         ASN_INTEGER, static_cast<int32_t>(e.assertMetricPref())),
+                         static_cast<int32_t>(e.assertMetric()),
+                         Mib::object(Mib::integer32(0, INT32_MAX),
+                                     "The metric of the upstream interface's assert winner.")),
+          PIMSNMP_COLUMN(
+              3, "pimIpMRouteAssertMetricPref", "assertMetricPref", S32ToAsnInteger, ASN_INTEGER,
+              static_cast<int32_t>(e.assertMetricPref()),
+              Mib::object(Mib::integer32(0, INT32_MAX),
+                          "The metric preference of the upstream interface's assert winner.")),
           PIMSNMP_COLUMN(4, "pimIpMRouteAssertRPTBit", "assertRptBit", BoolToAsnInteger,
-                         ASN_INTEGER, e.assertRptBit()),
+                         ASN_INTEGER, e.assertRptBit(),
+                         Mib::object(Mib::tc(Mib::truthValue()),
+                                     "The RPT bit of the upstream interface's assert winner.")),
           // The flags' bytes as laid out in memory (docs/decisions.md).
           PIMSNMP_COLUMN(5, "pimIpMRouteFlags", "mrouteFlags", U32ToAsnOctets, ASN_OCTET_STR,
-                         e.mrouteFlags()),
+                         e.mrouteFlags(),
+                         Mib::object(Mib::base(Mib::Base::kOctetString, {{4, 4}}),
+                                     "The route's shortest-path-tree flag as a 32-bit word in the "
+                                     "agent's byte order: 1 on the SPT, 0 otherwise.")),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.pimIpMrouteTable(); },
       &defaultTraceHandle(),
+      "PIM state of the VRF's IPv4 multicast routes, beside ipMRouteTable's rows.",
   };
   return d;
 }
@@ -158,20 +228,36 @@ const PimRPSetTableTraits::Def& PimRPSetTableTraits::def() {
       5,
       {4, 5},
       {
-          nonNegativeIntegerIndex<Index, &Index::pimComponentId>("pimRPSetComponent",
-                                                                 "pimComponentId="),
-          ipAddressIndex<Index, &Index::group>("pimRPSetGroupAddress", "group="),
-          maskIndex<Index, &Index::gMask>("pimRPSetGroupMask", "gMask="),
-          ipAddressIndex<Index, &Index::rpAddr>("pimRPSetAddress", "rpAddr="),
+          nonNegativeIntegerIndex<Index, &Index::pimComponentId>(
+              "pimRPSetComponent", "pimComponentId=",
+              Mib::indexColumn(6, Mib::integer32(1, 255),
+                               "The PIM domain component the RP-set entry belongs to.")),
+          ipAddressIndex<Index, &Index::group>(
+              "pimRPSetGroupAddress", "group=",
+              Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
+                               "Group prefix address of the RP-set entry.")),
+          maskIndex<Index, &Index::gMask>(
+              "pimRPSetGroupMask", "gMask=",
+              Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
+                               "Group prefix mask of the RP-set entry.")),
+          ipAddressIndex<Index, &Index::rpAddr>(
+              "pimRPSetAddress", "rpAddr=",
+              Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress), "IPv4 address of the RP.")),
       },
       {
-          PIMSNMP_COLUMN(4, "pimRPSetHoldTime", "holdTime", U32ToAsnUnsigned, ASN_INTEGER,
-                         e.holdTime()),
-          PIMSNMP_COLUMN(5, "pimRPSetExpiryTime", "expiryTime", SecondsToTimeTicks, ASN_TIMETICKS,
-                         e.expiryTime()),
+          PIMSNMP_COLUMN(
+              4, "pimRPSetHoldTime", "holdTime", U32ToAsnUnsigned, ASN_INTEGER, e.holdTime(),
+              Mib::object(Mib::integer32(0, 255),
+                          "The RP's hold time as last advertised; 0 for a static RP.", "seconds")),
+          PIMSNMP_COLUMN(
+              5, "pimRPSetExpiryTime", "expiryTime", SecondsToTimeTicks, ASN_TIMETICKS,
+              e.expiryTime(),
+              Mib::object(Mib::base(Mib::Base::kTimeTicks),
+                          "Time left before the RP-set entry expires; 0 for a static RP.")),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.pimRPSetTable(); },
       &defaultTraceHandle(),
+      "The rendezvous points the VRF knows for each group prefix, learned or static.",
   };
   return d;
 }
@@ -187,18 +273,23 @@ const PimIpMRouteNextHopTableTraits::Def& PimIpMRouteNextHopTableTraits::def() {
       2,
       {2},
       {
-          ipAddressIndex<Index, &Index::group>("ipMRouteNextHopGroup", "gAddr="),
-          ipAddressIndex<Index, &Index::source>("ipMRouteNextHopSource", "sAddr="),
-          maskIndex<Index, &Index::sMask>("ipMRouteNextHopSourceMask", "sMask="),
-          s32Index<Index, &Index::ifIndex>("ipMRouteNextHopIfIndex", "ifIndex="),
-          ipAddressIndex<Index, &Index::address>("ipMRouteNextHopAddress", "address="),
+          ipAddressIndex<Index, &Index::group>("ipMRouteNextHopGroup", "gAddr=", Mib::kImported),
+          ipAddressIndex<Index, &Index::source>("ipMRouteNextHopSource", "sAddr=", Mib::kImported),
+          maskIndex<Index, &Index::sMask>("ipMRouteNextHopSourceMask", "sMask=", Mib::kImported),
+          s32Index<Index, &Index::ifIndex>("ipMRouteNextHopIfIndex", "ifIndex=", Mib::kImported),
+          ipAddressIndex<Index, &Index::address>("ipMRouteNextHopAddress",
+                                                 "address=", Mib::kImported),
       },
       {
           PIMSNMP_COLUMN(2, "pimIpMRouteNextHopPruneReason", "nextHopPruneReason", U32ToAsnUnsigned,
-                         ASN_INTEGER, e.nextHopPruneReason() & 0xFFu),
+                         ASN_INTEGER, e.nextHopPruneReason() & 0xFFu,
+                         Mib::object(pruneReasonSyntax(),
+                                     "Why the next hop is pruned: assert(3) when the interface "
+                                     "lost an assert, prune(2) otherwise.")),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.pimIpMrouteNextHopTable(); },
       &defaultTraceHandle(),
+      "Why each pruned next hop of ipMRouteNextHopTable is pruned.",
   };
   return d;
 }
@@ -214,17 +305,29 @@ const PimCandidateRPTableTraits::Def& PimCandidateRPTableTraits::def() {
       4,
       {3, 4},
       {
-          ipAddressIndex<Index, &Index::group>("pimCandidateRPGroupAddress", "group="),
-          maskIndex<Index, &Index::gMask>("pimCandidateRPGroupMask", "gMask="),
+          ipAddressIndex<Index, &Index::group>(
+              "pimCandidateRPGroupAddress", "group=",
+              Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
+                               "Group prefix address the router is a candidate RP for.")),
+          maskIndex<Index, &Index::gMask>(
+              "pimCandidateRPGroupMask", "gMask=",
+              Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
+                               "Group prefix mask the router is a candidate RP for.")),
       },
       {
-          PIMSNMP_COLUMN(3, "pimCandidateRPAddress", "rp", LanetIpGenAddrToAsnOctetString,
-                         ASN_IPADDRESS, e.rpAddress(), true),
+          PIMSNMP_COLUMN(
+              3, "pimCandidateRPAddress", "rp", LanetIpGenAddrToAsnOctetString, ASN_IPADDRESS,
+              e.rpAddress(),
+              Mib::object(Mib::base(Mib::Base::kIpAddress),
+                          "The address the router advertises as candidate RP for the prefix."),
+              true),
           PIMSNMP_COLUMN(4, "pimCandidateRPRowStatus", "rowStatus", S32ToAsnInteger, ASN_INTEGER,
-                         e.rowStatus(), true),
+                         e.rowStatus(), Mib::object(Mib::tc(Mib::rowStatus()), "Always active(1)."),
+                         true),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.pimCandidateRPTable(); },
       &defaultTraceHandle(),
+      "The group prefixes the router is a candidate RP for in the VRF.",
   };
   return d;
 }
@@ -239,19 +342,31 @@ const PimComponentTableTraits::Def& PimComponentTableTraits::def() {
       2,
       5,
       {2, 3, 4, 5},
-      {s32Index<Index>("pimComponentIndex", "index=")},
+      {s32Index<Index>(
+          "pimComponentIndex", "index=",
+          Mib::indexColumn(1, Mib::integer32(1, 255), "A PIM domain component of the VRF."))},
       {
           PIMSNMP_COLUMN(2, "pimComponentBSRAddress", "bsrAddr", LanetIpGenAddrToAsnOctetString,
-                         ASN_IPADDRESS, e.bsrAddr()),
+                         ASN_IPADDRESS, e.bsrAddr(),
+                         Mib::object(Mib::base(Mib::Base::kIpAddress),
+                                     "The bootstrap router elected for the component.")),
           PIMSNMP_COLUMN(3, "pimComponentBSRExpiryTime", "bsTimeout", SecondsToTimeTicks,
-                         ASN_TIMETICKS, e.bsTimeout()),
-          PIMSNMP_COLUMN(4, "pimComponentCRPHoldTime", "crpHoldTime", U32ToAsnUnsigned, ASN_INTEGER,
-                         e.crpHoldTime(), true),
+                         ASN_TIMETICKS, e.bsTimeout(),
+                         Mib::object(Mib::base(Mib::Base::kTimeTicks),
+                                     "Time left before the bootstrap router times out.")),
+          PIMSNMP_COLUMN(
+              4, "pimComponentCRPHoldTime", "crpHoldTime", U32ToAsnUnsigned, ASN_INTEGER,
+              e.crpHoldTime(),
+              Mib::object(Mib::integer32(0, 255),
+                          "The hold time the router advertises as candidate RP.", "seconds"),
+              true),
           PIMSNMP_COLUMN(5, "pimComponentStatus", "rowStatus", S32ToAsnInteger, ASN_INTEGER,
-                         e.rowStatus(), true),
+                         e.rowStatus(), Mib::object(Mib::tc(Mib::rowStatus()), "Always active(1)."),
+                         true),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.pimComponentTable(); },
       &defaultTraceHandle(),
+      "The VRF's PIM domain components and their bootstrap routers.",
   };
   return d;
 }
@@ -284,6 +399,10 @@ const ScalarDef& pimJoinPruneIntervalDef() {
       },
       nullptr,
       &defaultTraceHandle(),
+      Mib::object(
+          Mib::integer32(0, 65535),
+          "The Join/Prune interval of the VRF's PIM instance (always the protocol default of 60).",
+          "seconds"),
   };
   return d;
 }
@@ -322,4 +441,32 @@ void unregister_PimMIB(const std::string& context) {
 
 const ModuleRegistry& PimMIBRegistry() {
   return registry();
+}
+
+const Routing::Pim::Snmp::Mib::Module& PimMIBModule() {
+  static const Mib::Module m{
+      "PIMSNMP-PIM-MIB",
+      "pimMIB",
+      {1, 3, 6, 1, 3, 61},
+      "202611230000Z",
+      "The PIM-MIB objects pimsnmpd serves, read-only, for each VRF in the VRF's SNMP context; "
+      "generated from the agent's own table descriptors.",
+      {
+          {"pimMIBObjects", {1, 3, 6, 1, 3, 61, 1}},
+          {"pimTraps", {1, 3, 6, 1, 3, 61, 1, 0}},
+          {"pim", {1, 3, 6, 1, 3, 61, 1, 1}},
+      },
+      {Mib::scalarOf(pimJoinPruneIntervalDef())},
+      {
+          Mib::tableOf(PimInterfaceTableTraits::def()),
+          Mib::tableOf(PimNeighborTableTraits::def()),
+          Mib::tableOf(PimIpMRouteTableTraits::def()),
+          Mib::tableOf(PimRPSetTableTraits::def()),
+          Mib::tableOf(PimIpMRouteNextHopTableTraits::def()),
+          Mib::tableOf(PimCandidateRPTableTraits::def()),
+          Mib::tableOf(PimComponentTableTraits::def()),
+      },
+      {::Snmp::pimNeighborLossNotification()},
+  };
+  return m;
 }

@@ -11,7 +11,11 @@
 
 namespace Routing::Pim::Snmp {
 class ModuleRegistry;
-}
+namespace Mib {
+struct Module;
+struct Notification;
+}  // namespace Mib
+}  // namespace Routing::Pim::Snmp
 
 // Registers the module in `context` ("" for the default VRF). The context's store must be at
 // "snmp/pim/snmpPimMIB/<context>" and its PIM config at
@@ -31,6 +35,9 @@ PIMSNMP_DECLARE_MIB_TABLE(pimComponentTable);
 // The module's registration bookkeeping (status output, tests).
 const Routing::Pim::Snmp::ModuleRegistry& PimMIBRegistry();
 
+// The module as its MIB file describes it (tools/mibgen).
+const Routing::Pim::Snmp::Mib::Module& PimMIBModule();
+
 namespace Snmp {
 
 // Queues the pimNeighborLoss notification for neighbor `address` (IPv4) lost on interface
@@ -38,5 +45,8 @@ namespace Snmp {
 // configuration must register the "pim" group and its "pimNeighborLoss" notification (checked;
 // a start-up fault otherwise). Always returns 0.
 int pimNeighborLossNotify(int32_t ifIndex, Lanet::IpAddr address, std::string context);
+
+// pimNeighborLoss: its OID (the snmpTrapOID.0 value sent) and varbinds.
+const Routing::Pim::Snmp::Mib::Notification& pimNeighborLossNotification();
 
 }  // namespace Snmp

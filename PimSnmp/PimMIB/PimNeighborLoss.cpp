@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
+#include "PimSnmp/MibTable/MibModule.h"
 #include "PimSnmp/MibTable/ModuleRegistry.h"
 #include "PimSnmp/PimMIB/PimMIB.h"
 #include "platform/Clock/Clock.h"
@@ -23,11 +25,20 @@ namespace Snmp {
 namespace {
 
 constexpr oid kSnmpTrapOid[] = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
-constexpr oid kPimNeighborLoss[] = {1, 3, 6, 1, 3, 61, 1, 0, 1};
 constexpr oid kPimNeighborIfIndex[] = {1, 3, 6, 1, 3, 61, 1, 1, 3, 1, 2};
 constexpr size_t kOidCapacity = 1024;
 
 }  // namespace
+
+const Routing::Pim::Snmp::Mib::Notification& pimNeighborLossNotification() {
+  static const Routing::Pim::Snmp::Mib::Notification n{
+      "pimNeighborLoss",
+      {1, 3, 6, 1, 3, 61, 1, 0, 1},
+      {"pimNeighborIfIndex"},
+      "Sent when a PIM neighbor of the VRF is lost: the varbind's index is the neighbor's address, "
+      "its value the interface it was heard on."};
+  return n;
+}
 
 int pimNeighborLossNotify(int32_t ifIndex, Lanet::IpAddr address, std::string context) {
   const Ent::Ptr<Config> snmpConfig = SnmpUtil::getSnmpConfig();
@@ -46,8 +57,9 @@ int pimNeighborLossNotify(int32_t ifIndex, Lanet::IpAddr address, std::string co
   const double dueTime = delay > 0 ? Plat::now() + delay : 0;
 
   netsnmp_variable_list* vars = nullptr;
+  const std::vector<oid>& trapOid = pimNeighborLossNotification().at;
   snmp_varlist_add_variable(&vars, kSnmpTrapOid, std::size(kSnmpTrapOid), ASN_OBJECT_ID,
-                            kPimNeighborLoss, sizeof(kPimNeighborLoss));
+                            trapOid.data(), trapOid.size() * sizeof(oid));
 
   std::array<oid, kOidCapacity> name{};
   std::copy(std::begin(kPimNeighborIfIndex), std::end(kPimNeighborIfIndex), name.begin());

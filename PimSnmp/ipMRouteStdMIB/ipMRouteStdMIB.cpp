@@ -2,8 +2,10 @@
 
 #include "PimSnmp/Converters/Converters.h"
 #include "PimSnmp/MibTable/IndexParts.h"
+#include "PimSnmp/MibTable/MibModule.h"
 #include "PimSnmp/MibTable/MibScalar.h"
 #include "PimSnmp/MibTable/MibTable.h"
+#include "PimSnmp/MibTable/MibTc.h"
 #include "platform/Routing/Multicast/Fib/Config.h"
 #include "platform/Snmp/Converters.h"
 #include "platform/Snmp/MibContext.h"
@@ -20,6 +22,20 @@ using ::Snmp::S32ToAsnInteger;
 using ::Snmp::SecondsToTimeTicks;
 using ::Snmp::U64ToCounter32;
 using ::Snmp::U64ToCounter64;
+
+// BoolToAsnInteger writes true as 1, false as 2.
+Mib::Syntax enableSyntax() {
+  return Mib::enumeration({{1, "enabled"}, {2, "disabled"}});
+}
+
+Mib::Syntax nextHopStateSyntax() {
+  return Mib::enumeration({{kNextHopPruned, "pruned"}, {kNextHopForwarding, "forwarding"}});
+}
+
+// The one protocol the interfaces report (IANAipMRouteProtocol numbering).
+Mib::Syntax protocolSyntax() {
+  return Mib::enumeration({{1, "other"}, {IpMRouteInterfaceEntry::kProtocol, "pimSparseMode"}});
+}
 
 ModuleRegistry& registry() {
   static ModuleRegistry r("ipMRouteStdMIB");
@@ -48,24 +64,50 @@ const IpMRouteTableTraits::Def& IpMRouteTableTraits::def() {
       16,
       {4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
       {
-          ipAddressIndex<Index, &Index::group>("ipMRouteGroup", "gAddr="),
-          ipAddressIndex<Index, &Index::source>("ipMRouteSource", "sAddr="),
-          maskIndex<Index, &Index::sMask>("ipMRouteSourceMask", "sMask="),
+          ipAddressIndex<Index, &Index::group>(
+              "ipMRouteGroup", "gAddr=",
+              Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress), "Group address of the route.")),
+          ipAddressIndex<Index, &Index::source>(
+              "ipMRouteSource", "sAddr=",
+              Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
+                               "Source address of the route; 0.0.0.0 for a (*,G) route.")),
+          maskIndex<Index, &Index::sMask>(
+              "ipMRouteSourceMask", "sMask=",
+              Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress),
+                               "Source mask of the route; 0.0.0.0 for a (*,G) route.")),
       },
       {
-          PIMSNMP_COLUMN(4, "ipMRouteUpstreamNeighbor", "upstreamNeighbor",
-                         LanetIpGenAddrToAsnOctetString, ASN_IPADDRESS, e.upstreamNeighbor()),
+          PIMSNMP_COLUMN(
+              4, "ipMRouteUpstreamNeighbor", "upstreamNeighbor", LanetIpGenAddrToAsnOctetString,
+              ASN_IPADDRESS, e.upstreamNeighbor(),
+              Mib::object(
+                  Mib::base(Mib::Base::kIpAddress),
+                  "The route's RPF neighbor; 0.0.0.0 when the source is directly connected.")),
           PIMSNMP_COLUMN(5, "ipMRouteInIfIndex", "inIfIndex", S32ToAsnInteger, ASN_INTEGER,
-                         e.inIfIndex()),
-          PIMSNMP_COLUMN(6, "ipMRouteUpTime", "upTime", SecondsToTimeTicks, ASN_TIMETICKS,
-                         e.upTime()),
-          PIMSNMP_COLUMN(8, "ipMRoutePkts", "pkts", U64ToCounter32, ASN_COUNTER, e.pkts()),
-          PIMSNMP_COLUMN(10, "ipMRouteOctets", "octets", U64ToCounter32, ASN_COUNTER, e.octets()),
-          PIMSNMP_COLUMN(16, "ipMRouteHCOctets", "octets", U64ToCounter64, ASN_COUNTER64,
-                         e.octets()),
+                         e.inIfIndex(),
+                         Mib::object(Mib::tc(Mib::interfaceIndexOrZero()),
+                                     "The route's incoming (RPF) interface.")),
+          PIMSNMP_COLUMN(
+              6, "ipMRouteUpTime", "upTime", SecondsToTimeTicks, ASN_TIMETICKS, e.upTime(),
+              Mib::object(Mib::base(Mib::Base::kTimeTicks), "How long the route has existed.")),
+          PIMSNMP_COLUMN(
+              8, "ipMRoutePkts", "pkts", U64ToCounter32, ASN_COUNTER, e.pkts(),
+              Mib::object(Mib::base(Mib::Base::kCounter32),
+                          "Packets the forwarding plane received on the route (low 32 bits).",
+                          "packets")),
+          PIMSNMP_COLUMN(
+              10, "ipMRouteOctets", "octets", U64ToCounter32, ASN_COUNTER, e.octets(),
+              Mib::object(Mib::base(Mib::Base::kCounter32),
+                          "Octets the forwarding plane received on the route (low 32 bits).",
+                          "octets")),
+          PIMSNMP_COLUMN(
+              16, "ipMRouteHCOctets", "octets", U64ToCounter64, ASN_COUNTER64, e.octets(),
+              Mib::object(Mib::base(Mib::Base::kCounter64),
+                          "Octets the forwarding plane received on the route.", "octets")),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.ipMRouteTable(); },
       &defaultTraceHandle(),
+      "The VRF's IPv4 multicast routes, with the forwarding plane's counters.",
   };
   return d;
 }
@@ -81,18 +123,36 @@ const IpMRouteNextHopTableTraits::Def& IpMRouteNextHopTableTraits::def() {
       11,
       {6, 7, 8, 9, 10, 11},
       {
-          ipAddressIndex<Index, &Index::group>("ipMRouteNextHopGroup", "gAddr="),
-          ipAddressIndex<Index, &Index::source>("ipMRouteNextHopSource", "sAddr="),
-          maskIndex<Index, &Index::sMask>("ipMRouteNextHopSourceMask", "sMask="),
-          s32Index<Index, &Index::ifIndex>("ipMRouteNextHopIfIndex", "ifIndex="),
-          ipAddressIndex<Index, &Index::address>("ipMRouteNextHopAddress", "address="),
+          ipAddressIndex<Index, &Index::group>(
+              "ipMRouteNextHopGroup", "gAddr=",
+              Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
+                               "Group address of the next hop's route.")),
+          ipAddressIndex<Index, &Index::source>(
+              "ipMRouteNextHopSource", "sAddr=",
+              Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
+                               "Source address of the next hop's route.")),
+          maskIndex<Index, &Index::sMask>("ipMRouteNextHopSourceMask", "sMask=",
+                                          Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress),
+                                                           "Source mask of the next hop's route.")),
+          s32Index<Index, &Index::ifIndex>("ipMRouteNextHopIfIndex", "ifIndex=",
+                                           Mib::indexColumn(4, Mib::tc(Mib::interfaceIndex()),
+                                                            "Outgoing interface of the next hop.")),
+          ipAddressIndex<Index, &Index::address>(
+              "ipMRouteNextHopAddress", "address=",
+              Mib::indexColumn(
+                  5, Mib::base(Mib::Base::kIpAddress),
+                  "Address of the next hop; the group address on a broadcast interface.")),
       },
       {
           PIMSNMP_COLUMN(6, "ipMRouteNextHopState", "state", NextHopStateToAsnInteger, ASN_INTEGER,
-                         e.state()),
+                         e.state(),
+                         Mib::object(nextHopStateSyntax(),
+                                     "forwarding(2) while the route forwards out of the interface, "
+                                     "pruned(1) otherwise.")),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.ipMRouteNextHopTable(); },
       &defaultTraceHandle(),
+      "The outgoing interfaces of each IPv4 multicast route of the VRF.",
   };
   return d;
 }
@@ -108,17 +168,29 @@ const IpMRouteInterfaceTableTraits::Def& IpMRouteInterfaceTableTraits::def() {
       2,
       8,
       {2, 3, 4, 5, 6, 7, 8},
-      {s32Index<Index>("ipMRouteInterfaceIfIndex", "index=")},
+      {s32Index<Index>("ipMRouteInterfaceIfIndex", "index=",
+                       Mib::indexColumn(1, Mib::tc(Mib::interfaceIndex()),
+                                        "ifIndex of a multicast-routing interface of the VRF."))},
       {
           PIMSNMP_COLUMN(2, "ipMRouteInterfaceTtl", "", S32ToAsnInteger, ASN_INTEGER, e.ttl(),
+                         Mib::object(Mib::integer32(0, 255),
+                                     "The TTL threshold for forwarding out of the interface; "
+                                     "always 0 (no threshold)."),
                          true),
-          PIMSNMP_COLUMN(3, "ipMRouteInterfaceProtocol", "", S32ToAsnInteger, ASN_INTEGER,
-                         e.protocol()),
-          PIMSNMP_COLUMN(4, "ipMRouteInterfaceRateLimit", "", S32ToAsnInteger, ASN_INTEGER,
-                         e.rateLimit(), true),
+          PIMSNMP_COLUMN(
+              3, "ipMRouteInterfaceProtocol", "", S32ToAsnInteger, ASN_INTEGER, e.protocol(),
+              Mib::object(protocolSyntax(),
+                          "The routing protocol running on the interface: pimSparseMode(8).")),
+          PIMSNMP_COLUMN(
+              4, "ipMRouteInterfaceRateLimit", "", S32ToAsnInteger, ASN_INTEGER, e.rateLimit(),
+              Mib::object(Mib::integer32(0, INT32_MAX),
+                          "The rate limit of forwarded multicast traffic; always 0 (none).",
+                          "kilobits per second"),
+              true),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.ipMRouteInterfaceTable(); },
       &defaultTraceHandle(),
+      "The VRF's multicast-routing interfaces.",
   };
   return d;
 }
@@ -149,6 +221,7 @@ const ScalarDef& ipMRouteEnableDef() {
       },
       nullptr,
       &defaultTraceHandle(),
+      Mib::object(enableSyntax(), "enabled(1) when multicast routing is on in the VRF."),
   };
   return d;
 }
@@ -170,6 +243,8 @@ const ScalarDef& ipMRouteEntryCountDef() {
       },
       nullptr,
       &defaultTraceHandle(),
+      Mib::object(Mib::base(Mib::Base::kGauge32), "The number of rows of ipMRouteTable in the VRF.",
+                  "routes"),
   };
   return d;
 }
@@ -202,4 +277,27 @@ void unregister_ipMRouteStdMIB(const std::string& context) {
 
 const ModuleRegistry& ipMRouteStdMIBRegistry() {
   return registry();
+}
+
+const Routing::Pim::Snmp::Mib::Module& ipMRouteStdMIBModule() {
+  static const Mib::Module m{
+      "PIMSNMP-IPMROUTE-MIB",
+      "ipMRouteStdMIB",
+      {1, 3, 6, 1, 2, 1, 83},
+      "202611230000Z",
+      "The IPMROUTE-STD-MIB objects pimsnmpd serves, read-only, for each IPv4 VRF in the VRF's "
+      "SNMP context; generated from the agent's own table descriptors.",
+      {
+          {"ipMRouteMIBObjects", {1, 3, 6, 1, 2, 1, 83, 1}},
+          {"ipMRoute", {1, 3, 6, 1, 2, 1, 83, 1, 1}},
+      },
+      {Mib::scalarOf(ipMRouteEnableDef()), Mib::scalarOf(ipMRouteEntryCountDef())},
+      {
+          Mib::tableOf(IpMRouteTableTraits::def()),
+          Mib::tableOf(IpMRouteNextHopTableTraits::def()),
+          Mib::tableOf(IpMRouteInterfaceTableTraits::def()),
+      },
+      {},
+  };
+  return m;
 }

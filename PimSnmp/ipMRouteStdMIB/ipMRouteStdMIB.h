@@ -9,11 +9,15 @@
 
 namespace Routing::Pim::Snmp {
 class ModuleRegistry;
+namespace Mib {
+struct Module;
 }
+}  // namespace Routing::Pim::Snmp
 
 // Registers the module in `context` ("" for the default VRF). Needs the context's store at
 // "snmp/pim/snmpPimMIB/<context>" and its multicast config at
-// "Stadb/routing/multicast/vrf/config.config/<context>" ("default" for "").
+// "Stadb/routing/multicast/vrf/config.config/<context>" ("default" for "", quoted as a path
+// component by contextPath).
 void init_ipMRouteStdMIB(const std::string& context);
 // Removes everything init_ipMRouteStdMIB(context) registered.
 void unregister_ipMRouteStdMIB(const std::string& context);
@@ -24,3 +28,6 @@ PIMSNMP_DECLARE_MIB_TABLE(ipMRouteInterfaceTable);
 
 // The module's registration bookkeeping (status output, tests).
 const Routing::Pim::Snmp::ModuleRegistry& ipMRouteStdMIBRegistry();
+
+// The module as its MIB file describes it (tools/mibgen).
+const Routing::Pim::Snmp::Mib::Module& ipMRouteStdMIBModule();

@@ -2,8 +2,10 @@
 
 #include "PimSnmp/Converters/Converters.h"
 #include "PimSnmp/MibTable/IndexParts.h"
+#include "PimSnmp/MibTable/MibModule.h"
 #include "PimSnmp/MibTable/MibScalar.h"
 #include "PimSnmp/MibTable/MibTable.h"
+#include "PimSnmp/MibTable/MibTc.h"
 #include "platform/Snmp/Converters.h"
 #include "platform/Snmp/MibContext.h"
 #include "platform/SnmpUtil/SnmpUtil.h"
@@ -23,6 +25,15 @@ using ::Snmp::U64ToCounter64;
 constexpr int32_t kDeviceConfigStorageType = 5;
 // The largest InetAddress an upstream neighbor may be sent as.
 constexpr size_t kMaxUpstreamNeighborLength = 255;
+
+Mib::Syntax nextHopStateSyntax() {
+  return Mib::enumeration({{kNextHopPruned, "pruned"}, {kNextHopForwarding, "forwarding"}});
+}
+
+// An InetAddress index: the lengths of the address types it can hold keep the OID short.
+Mib::Syntax indexAddressSyntax() {
+  return Mib::tc(Mib::inetAddress()).restricted({{0, 0}, {4, 4}, {8, 8}, {16, 16}, {20, 20}});
+}
 
 ModuleRegistry& registry() {
   static ModuleRegistry r("ipMcastMIB");
@@ -54,19 +65,36 @@ const IpMcastInterfaceTableTraits::Def& IpMcastInterfaceTableTraits::def() {
       5,
       {3, 4, 5},
       {
-          ipVersionIndex<Index, &Index::ipVersion>("ipMcastInterfaceIPVersion", "ipVersion="),
-          s32Index<Index, &Index::ifIndex>("ipMcastInterfaceIfIndex", "ifIndex="),
+          ipVersionIndex<Index, &Index::ipVersion>(
+              "ipMcastInterfaceIPVersion", "ipVersion=",
+              Mib::indexColumn(1, Mib::tc(Mib::inetVersion()),
+                               "IP version of the interface row: ipv4(1) or ipv6(2).")),
+          s32Index<Index, &Index::ifIndex>(
+              "ipMcastInterfaceIfIndex", "ifIndex=",
+              Mib::indexColumn(2, Mib::tc(Mib::interfaceIndex()),
+                               "ifIndex of a multicast-routing interface of the VRF.")),
       },
       {
           PIMSNMP_COLUMN(3, "ipMcastInterfaceTtl", "", S32ToAsnInteger, ASN_UNSIGNED, e.ttl(),
+                         Mib::object(Mib::base(Mib::Base::kUnsigned32, {{0, 256}}),
+                                     "The TTL threshold for forwarding out of the interface; "
+                                     "always 0 (no threshold)."),
                          true),
-          PIMSNMP_COLUMN(4, "ipMcastInterfaceRateLimit", "", S32ToAsnInteger, ASN_UNSIGNED,
-                         e.rateLimit(), true),
+          PIMSNMP_COLUMN(
+              4, "ipMcastInterfaceRateLimit", "", S32ToAsnInteger, ASN_UNSIGNED, e.rateLimit(),
+              Mib::object(Mib::base(Mib::Base::kUnsigned32),
+                          "The rate limit of forwarded multicast traffic; always 0 (none).",
+                          "kilobits per second"),
+              true),
           PIMSNMP_COLUMN(5, "ipMcastInterfaceStorageType", "", S32ToAsnInteger, ASN_INTEGER,
-                         e.storageType(), true),
+                         e.storageType(),
+                         Mib::object(Mib::tc(Mib::storageType()),
+                                     "Always readOnly(5): the rows follow the router, not SNMP."),
+                         true),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.ipMcastInterfaceTable(); },
       &defaultTraceHandle(),
+      "The VRF's multicast-routing interfaces, per IP version.",
   };
   return d;
 }
@@ -82,33 +110,61 @@ const IpMcastRouteTableTraits::Def& IpMcastRouteTableTraits::def() {
       24,
       {7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24},
       {
-          inetAddressTypeIndex<Index, &Index::groupAddr>("ipMcastRouteGroupAddressType",
-                                                         "groupType="),
-          inetAddressIndex<Index, &Index::groupAddr>("ipMcastRouteGroup", "group="),
-          unsignedIndex<Index, &Index::groupLength>("ipMcastRouteGroupPrefixLength", "groupLen="),
-          inetAddressTypeIndex<Index, &Index::sourceAddr>("ipMcastRouteSourceAddressType",
-                                                          "sourceType="),
-          inetAddressIndex<Index, &Index::sourceAddr>("ipMcastRouteSource", "source="),
-          unsignedIndex<Index, &Index::sourceLength>("ipMcastRouteSourcePrefixLength",
-                                                     "sourceLen="),
+          inetAddressTypeIndex<Index, &Index::groupAddr>(
+              "ipMcastRouteGroupAddressType", "groupType=",
+              Mib::indexColumn(1, Mib::tc(Mib::inetAddressType()),
+                               "Address type of the route's group: ipv4(1) or ipv6(2).")),
+          inetAddressIndex<Index, &Index::groupAddr>(
+              "ipMcastRouteGroup",
+              "group=", Mib::indexColumn(2, indexAddressSyntax(), "Group address of the route.")),
+          unsignedIndex<Index, &Index::groupLength>(
+              "ipMcastRouteGroupPrefixLength", "groupLen=",
+              Mib::indexColumn(3, Mib::tc(Mib::inetAddressPrefixLength()),
+                               "Prefix length of the route's group: the full address length.")),
+          inetAddressTypeIndex<Index, &Index::sourceAddr>(
+              "ipMcastRouteSourceAddressType", "sourceType=",
+              Mib::indexColumn(4, Mib::tc(Mib::inetAddressType()),
+                               "Address type of the route's source.")),
+          inetAddressIndex<Index, &Index::sourceAddr>(
+              "ipMcastRouteSource", "source=",
+              Mib::indexColumn(5, indexAddressSyntax(),
+                               "Source address of the route; all zeros for a (*,G) route.")),
+          unsignedIndex<Index, &Index::sourceLength>(
+              "ipMcastRouteSourcePrefixLength", "sourceLen=",
+              Mib::indexColumn(6, Mib::tc(Mib::inetAddressPrefixLength()),
+                               "Prefix length of the route's source; 0 for a (*,G) route.")),
       },
       {
-          PIMSNMP_COLUMN(7, "ipMcastRouteUpstreamNeighborType", "upstreamNeighborType",
-                         S32ToAsnInteger, ASN_INTEGER,
-                         static_cast<int32_t>(e.upstreamNeighborType())),
+          PIMSNMP_COLUMN(
+              7, "ipMcastRouteUpstreamNeighborType", "upstreamNeighborType", S32ToAsnInteger,
+              ASN_INTEGER, static_cast<int32_t>(e.upstreamNeighborType()),
+              Mib::object(Mib::tc(Mib::inetAddressType()),
+                          "Address type of the upstream neighbor; unknown(0) when there is none.")),
           PIMSNMP_COLUMN(8, "ipMcastRouteUpstreamNeighbor", "upstreamNeighbor",
-                         BytesToAsnOctetString, ASN_OCTET_STR, e.upstreamNeighbor().octets(), false,
-                         kMaxUpstreamNeighborLength),
+                         BytesToAsnOctetString, ASN_OCTET_STR, e.upstreamNeighbor().octets(),
+                         Mib::object(Mib::tc(Mib::inetAddress()),
+                                     "The route's RPF neighbor, of the type beside it."),
+                         false, kMaxUpstreamNeighborLength),
           PIMSNMP_COLUMN(9, "ipMcastRouteInIfIndex", "inIfIndex", S32ToAsnInteger, ASN_INTEGER,
-                         e.inIfIndex()),
-          PIMSNMP_COLUMN(10, "ipMcastRouteTimeStamp", "timeStamp", NowSecondsToUptimeTimeTicks,
-                         ASN_TIMETICKS, e.timeStamp()),
-          PIMSNMP_COLUMN(18, "ipMcastRouteOctets", "octets", U64ToCounter64, ASN_COUNTER64,
-                         e.octets()),
-          PIMSNMP_COLUMN(19, "ipMcastRoutePkts", "pkts", U64ToCounter64, ASN_COUNTER64, e.pkts()),
+                         e.inIfIndex(),
+                         Mib::object(Mib::tc(Mib::interfaceIndexOrZero()),
+                                     "The route's incoming (RPF) interface.")),
+          PIMSNMP_COLUMN(
+              10, "ipMcastRouteTimeStamp", "timeStamp", NowSecondsToUptimeTimeTicks, ASN_TIMETICKS,
+              e.timeStamp(),
+              Mib::object(Mib::tc(Mib::timeStamp()), "sysUpTime when the route was created.")),
+          PIMSNMP_COLUMN(
+              18, "ipMcastRouteOctets", "octets", U64ToCounter64, ASN_COUNTER64, e.octets(),
+              Mib::object(Mib::base(Mib::Base::kCounter64),
+                          "Octets the forwarding plane received on the route.", "octets")),
+          PIMSNMP_COLUMN(
+              19, "ipMcastRoutePkts", "pkts", U64ToCounter64, ASN_COUNTER64, e.pkts(),
+              Mib::object(Mib::base(Mib::Base::kCounter64),
+                          "Packets the forwarding plane received on the route.", "packets")),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.ipMcastRouteTable(); },
       &defaultTraceHandle(),
+      "The VRF's IPv4 and IPv6 multicast routes, with the forwarding plane's counters.",
   };
   return d;
 }
@@ -124,27 +180,51 @@ const IpMcastRouteNextHopTableTraits::Def& IpMcastRouteNextHopTableTraits::def()
       16,
       {10, 11, 12, 13, 14, 15, 16},
       {
-          inetAddressTypeIndex<Index, &Index::groupAddr>("ipMcastRouteNextHopGroupAddressType",
-                                                         "groupType="),
-          inetAddressIndex<Index, &Index::groupAddr>("ipMcastRouteNextHopGroup", "group="),
-          unsignedIndex<Index, &Index::groupLength>("ipMcastRouteNextHopGroupPrefixLength",
-                                                    "groupLen="),
-          inetAddressTypeIndex<Index, &Index::sourceAddr>("ipMcastRouteNextHopSourceAddressType",
-                                                          "sourceType="),
-          inetAddressIndex<Index, &Index::sourceAddr>("ipMcastRouteNextHopSource", "source="),
-          unsignedIndex<Index, &Index::sourceLength>("ipMcastRouteNextHopSourcePrefixLength",
-                                                     "sourceLen="),
-          s32Index<Index, &Index::ifIndex>("ipMcastRouteNextHopIfIndex", "ifIndex="),
-          inetAddressTypeIndex<Index, &Index::addr>("ipMcastRouteNextHopAddressType",
-                                                    "addressType="),
-          inetAddressIndex<Index, &Index::addr>("ipMcastRouteNextHopAddress", "address="),
+          inetAddressTypeIndex<Index, &Index::groupAddr>(
+              "ipMcastRouteNextHopGroupAddressType", "groupType=",
+              Mib::indexColumn(1, Mib::tc(Mib::inetAddressType()),
+                               "Address type of the next hop's group.")),
+          inetAddressIndex<Index, &Index::groupAddr>(
+              "ipMcastRouteNextHopGroup", "group=",
+              Mib::indexColumn(2, indexAddressSyntax(), "Group address of the next hop's route.")),
+          unsignedIndex<Index, &Index::groupLength>(
+              "ipMcastRouteNextHopGroupPrefixLength", "groupLen=",
+              Mib::indexColumn(3, Mib::tc(Mib::inetAddressPrefixLength()),
+                               "Prefix length of the next hop's group.")),
+          inetAddressTypeIndex<Index, &Index::sourceAddr>(
+              "ipMcastRouteNextHopSourceAddressType", "sourceType=",
+              Mib::indexColumn(4, Mib::tc(Mib::inetAddressType()),
+                               "Address type of the next hop's source.")),
+          inetAddressIndex<Index, &Index::sourceAddr>(
+              "ipMcastRouteNextHopSource", "source=",
+              Mib::indexColumn(5, indexAddressSyntax(), "Source address of the next hop's route.")),
+          unsignedIndex<Index, &Index::sourceLength>(
+              "ipMcastRouteNextHopSourcePrefixLength", "sourceLen=",
+              Mib::indexColumn(6, Mib::tc(Mib::inetAddressPrefixLength()),
+                               "Prefix length of the next hop's source.")),
+          s32Index<Index, &Index::ifIndex>("ipMcastRouteNextHopIfIndex", "ifIndex=",
+                                           Mib::indexColumn(7, Mib::tc(Mib::interfaceIndex()),
+                                                            "Outgoing interface of the next hop.")),
+          inetAddressTypeIndex<Index, &Index::addr>(
+              "ipMcastRouteNextHopAddressType", "addressType=",
+              Mib::indexColumn(8, Mib::tc(Mib::inetAddressType()),
+                               "Address type of the next hop.")),
+          inetAddressIndex<Index, &Index::addr>(
+              "ipMcastRouteNextHopAddress", "address=",
+              Mib::indexColumn(
+                  9, indexAddressSyntax(),
+                  "Address of the next hop; the group address on a broadcast interface.")),
       },
       {
           PIMSNMP_COLUMN(10, "ipMcastRouteNextHopState", "state", NextHopStateToAsnInteger,
-                         ASN_INTEGER, e.state()),
+                         ASN_INTEGER, e.state(),
+                         Mib::object(nextHopStateSyntax(),
+                                     "forwarding(2) while the route forwards out of the interface, "
+                                     "pruned(1) otherwise.")),
       },
       [](const PimMib& m) -> const Def::Coll& { return m.ipMcastRouteNextHopTable(); },
       &defaultTraceHandle(),
+      "The outgoing interfaces of each multicast route of the VRF.",
   };
   return d;
 }
@@ -172,6 +252,7 @@ const ScalarDef& ipMcastEnabledDef() {
       },
       nullptr,
       &defaultTraceHandle(),
+      Mib::object(Mib::tc(Mib::truthValue()), "true(1) when the VRF has multicast routing state."),
   };
   return d;
 }
@@ -193,6 +274,8 @@ const ScalarDef& ipMcastRouteEntryCountDef() {
       },
       nullptr,
       &defaultTraceHandle(),
+      Mib::object(Mib::base(Mib::Base::kGauge32),
+                  "The number of rows of ipMcastRouteTable in the VRF.", "routes"),
   };
   return d;
 }
@@ -213,6 +296,8 @@ const ScalarDef& ipMcastDeviceConfigStorageTypeDef() {
       },
       "5",
       &defaultTraceHandle(),
+      Mib::object(Mib::tc(Mib::storageType()),
+                  "Always readOnly(5): the configuration follows the router, not SNMP."),
   };
   return d;
 }
@@ -247,4 +332,28 @@ void unregister_ipMcastMIB(const std::string& context) {
 
 const ModuleRegistry& ipMcastMIBRegistry() {
   return registry();
+}
+
+const Routing::Pim::Snmp::Mib::Module& ipMcastMIBModule() {
+  static const Mib::Module m{
+      "PIMSNMP-IPMCAST-MIB",
+      "ipMcastMIB",
+      {1, 3, 6, 1, 2, 1, 168},
+      "202611230000Z",
+      "The IP-MCAST-MIB objects pimsnmpd serves, read-only, for each VRF (IPv4 and IPv6) in the "
+      "VRF's SNMP context; generated from the agent's own table descriptors.",
+      {{"ipMcastMIBObjects", {1, 3, 6, 1, 2, 1, 168, 1}}},
+      {
+          Mib::scalarOf(ipMcastEnabledDef()),
+          Mib::scalarOf(ipMcastRouteEntryCountDef()),
+          Mib::scalarOf(ipMcastDeviceConfigStorageTypeDef()),
+      },
+      {
+          Mib::tableOf(IpMcastInterfaceTableTraits::def()),
+          Mib::tableOf(IpMcastRouteTableTraits::def()),
+          Mib::tableOf(IpMcastRouteNextHopTableTraits::def()),
+      },
+      {},
+  };
+  return m;
 }

@@ -10,7 +10,10 @@
 
 namespace Routing::Pim::Snmp {
 class ModuleRegistry;
+namespace Mib {
+struct Module;
 }
+}  // namespace Routing::Pim::Snmp
 
 // Registers the module in `context` ("" for the default VRF). Needs the context's store at
 // "snmp/pim/snmpPimMIB/<context>".
@@ -24,3 +27,6 @@ PIMSNMP_DECLARE_MIB_TABLE(ipMcastRouteNextHopTable);
 
 // The module's registration bookkeeping (status output, tests).
 const Routing::Pim::Snmp::ModuleRegistry& ipMcastMIBRegistry();
+
+// The module as its MIB file describes it (tools/mibgen).
+const Routing::Pim::Snmp::Mib::Module& ipMcastMIBModule();

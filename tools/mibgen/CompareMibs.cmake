@@ -1,0 +1,20 @@
+# Generates the MIB module files into OUT and compares them with the checked-in CHECKED_IN
+# directory, file by file both ways; run `ninja mibs` after changing a descriptor.
+file(REMOVE_RECURSE ${OUT})
+file(MAKE_DIRECTORY ${OUT})
+execute_process(COMMAND ${GEN} ${OUT} RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "pimsnmp-mibgen failed (${rc})")
+endif()
+file(GLOB generated RELATIVE ${OUT} ${OUT}/*.txt)
+file(GLOB checked_in RELATIVE ${CHECKED_IN} ${CHECKED_IN}/*.txt)
+if(NOT generated STREQUAL checked_in)
+  message(FATAL_ERROR "packaging/mibs holds [${checked_in}], the descriptors give [${generated}]: run `ninja mibs`")
+endif()
+foreach(f ${generated})
+  execute_process(COMMAND ${CMAKE_COMMAND} -E compare_files ${OUT}/${f} ${CHECKED_IN}/${f}
+                  RESULT_VARIABLE differs)
+  if(differs)
+    message(FATAL_ERROR "packaging/mibs/${f} differs from what the descriptors give: run `ninja mibs`")
+  endif()
+endforeach()
