@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "PimSnmp/MibTable/MibObject.h"
 #include "PimSnmp/PimSnmp/NextHopState.h"
 
 namespace Routing::Pim::Snmp {
@@ -15,9 +16,12 @@ inline constexpr int32_t kPimModeDense = 1;
 inline constexpr int32_t kPimModeSparse = 2;
 inline constexpr int32_t kPimModeSparseDense = 3;
 
-// ipMRouteNextHopState / ipMcastRouteNextHopState values.
+// ipMRouteNextHopState / ipMcastRouteNextHopState values, and their labels.
 inline constexpr int32_t kNextHopPruned = 1;
 inline constexpr int32_t kNextHopForwarding = 2;
+inline Mib::Syntax nextHopStateSyntax() {
+  return Mib::enumeration({{kNextHopPruned, "pruned"}, {kNextHopForwarding, "forwarding"}});
+}
 
 // pimInterfaceMode / pimNeighborMode: the platform's sparse mode (1) reads sparse(2); every
 // other mode reads dense(1). sparseDense(3) is never produced.

@@ -28,10 +28,6 @@ Mib::Syntax enableSyntax() {
   return Mib::enumeration({{1, "enabled"}, {2, "disabled"}});
 }
 
-Mib::Syntax nextHopStateSyntax() {
-  return Mib::enumeration({{kNextHopPruned, "pruned"}, {kNextHopForwarding, "forwarding"}});
-}
-
 // The one protocol the interfaces report (IANAipMRouteProtocol numbering).
 Mib::Syntax protocolSyntax() {
   return Mib::enumeration({{1, "other"}, {IpMRouteInterfaceEntry::kProtocol, "pimSparseMode"}});

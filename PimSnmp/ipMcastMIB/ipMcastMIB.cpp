@@ -26,10 +26,6 @@ constexpr int32_t kDeviceConfigStorageType = 5;
 // The largest InetAddress an upstream neighbor may be sent as.
 constexpr size_t kMaxUpstreamNeighborLength = 255;
 
-Mib::Syntax nextHopStateSyntax() {
-  return Mib::enumeration({{kNextHopPruned, "pruned"}, {kNextHopForwarding, "forwarding"}});
-}
-
 // An InetAddress index: the lengths of the address types it can hold keep the OID short.
 Mib::Syntax indexAddressSyntax() {
   return Mib::tc(Mib::inetAddress()).restricted({{0, 0}, {4, 4}, {8, 8}, {16, 16}, {20, 20}});
