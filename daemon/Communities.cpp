@@ -10,6 +10,9 @@
 
 #include "daemon/Log.h"
 
+// Declared by no installed header.
+extern "C" int snmp_config_when(char* line, int when);
+
 namespace PimSnmpd {
 
 std::string communityFor(std::string_view prefix, std::string_view context) {
@@ -74,7 +77,12 @@ void CommunityMapper::map(const std::string& context) {
 bool netsnmpConfigure(const std::string& line) {
   std::vector<char> buf(line.begin(), line.end());
   buf.push_back('\0');
-  return netsnmp_config(buf.data()) == SNMPERR_SUCCESS;
+  if (!netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_HAVE_READ_CONFIG)) {
+    return netsnmp_config(buf.data()) == SNMPERR_SUCCESS;
+  }
+  // Applied now and not remembered: net-snmp would replay a remembered line at the next
+  // re-read only (and then forget it); CommunityMapper::remapAll adds every line again.
+  return snmp_config_when(buf.data(), NORMAL_CONFIG) == SNMPERR_SUCCESS;
 }
 
 }  // namespace PimSnmpd
