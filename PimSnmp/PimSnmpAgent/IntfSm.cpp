@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "PimSnmp/PimSnmpAgent/NeighborLossNotifier.h"
+#include "PimSnmp/RegistrationHelper/RegistrationHelper.h"
 #include "platform/Ent/Error.h"
 #include "platform/Trace/Trace.h"
 
@@ -221,8 +222,10 @@ void IntfSm::raiseNeighborTrap(const Snmp::PimNeighborEntry& entry,
                                const Lanet::IpGenAddr& address) {
   TRACE8("Raising an SNMP Trap for neighbor with index: {}and address: {}", entry.interfaceIndex(),
          address);
-  // The notification goes to the default context, whatever the VRF.
-  neighborLossNotifier().pimNeighborLossNotify(entry.interfaceIndex(), address.v4(), "");
+  // Sent in the VRF's context: a v3 receiver reads the VRF from the contextName, and a sink
+  // per VRF (vrftrap2sink) chooses its community from it.
+  neighborLossNotifier().pimNeighborLossNotify(entry.interfaceIndex(), address.v4(),
+                                               Snmp::vrfContext(L3::VrfName(pimMib_->name())));
 }
 
 void IntfSm::doTeardown() {
