@@ -1,7 +1,9 @@
 #include "daemon/state/Applier.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -172,9 +174,29 @@ class Sync {
     Json* newIfs = member(&newDoc, "interfaces");
     const Json* ifHint = childHint(hint, "interfaces");
     if (interfaces) {
-      forEachKey(oldIfs, newIfs, ifHint, [&](const std::string& name, const Json*, Json* n, auto) {
-        if (n != nullptr) upsertInterface(name, *n);
-      });
+      std::vector<IntfId> renumbered;
+      forEachKey(oldIfs, newIfs, ifHint,
+                 [&](const std::string& name, const Json* o, Json* n, auto) {
+                   if (o != nullptr && n != nullptr &&
+                       unsignedOr(*o, "ifIndex", 0) != unsignedOr(*n, "ifIndex", 0)) {
+                     renumbered.emplace_back(name);
+                   }
+                 });
+      // Rows are keyed by ifIndex and the agent does not re-key them: an interface whose ifIndex
+      // changes leaves every record that names it and returns under the new ifIndex.
+      Parked parked;
+      try {
+        park(renumbered, parked);
+        forEachKey(oldIfs, newIfs, ifHint,
+                   [&](const std::string& name, const Json*, Json* n, auto) {
+                     if (n != nullptr) upsertInterface(name, *n);
+                   });
+      } catch (...) {
+        // Whatever was taken out goes back before the update is taken back.
+        unpark(parked);
+        throw;
+      }
+      unpark(parked);
     }
     if (touched(hint, "vrfs")) {
       forEachKey(member(oldDoc, "vrfs"), member(&newDoc, "vrfs"), childHint(hint, "vrfs"),
@@ -191,6 +213,80 @@ class Sync {
 
  private:
   // -- interfaces
+
+  // The records that name interfaces, taken out of their collections while the interfaces
+  // are renumbered.
+  struct Parked {
+    std::vector<std::pair<Ent::Ptr<Pim::Status>, Ent::Ptr<Pim::Intf>>> pimIntfs;
+    std::vector<std::pair<Ent::Ptr<Pim::Intf>, Ent::Ptr<Pim::Neighbor>>> neighbors;
+    std::vector<std::pair<Ent::Ptr<Sm::Route>, Ent::Ptr<Sm::Intf>>> routeIntfs;
+    std::vector<std::pair<Ent::Ptr<Sm::Route>, Ent::Ptr<const Sm::UpstreamInfo>>> upstreams;
+    std::vector<std::tuple<Ent::Ptr<PlatformState::FibTable>, OifIndex, IntfId>> oifs;
+  };
+
+  // Costs a pass over every route table: renumbering an interface is rare. Each record is
+  // noted before it is taken out, so that a failure part way can put back all that went.
+  void park(const std::vector<IntfId>& ids, Parked& p) {
+    if (ids.empty()) return;
+    for (const auto& [name, af] : Schema::kFamilies) {
+      for (const auto& status : st_.pimGlobalStatus(af)->vrfStatus()) {
+        for (const IntfId& id : ids) {
+          if (Ent::Ptr<Pim::Intf> intf{status->pimIntf().find(id)}) {
+            p.pimIntfs.emplace_back(status, intf);
+            pimIntfDel(*status, id, &p);
+          }
+        }
+      }
+    }
+    for (const auto& [key, table] : st_.fibTablesByVrf()) {
+      const size_t first = p.oifs.size();
+      for (const auto& [index, intf] : table->oifIndexIntf()) {
+        if (std::find(ids.begin(), ids.end(), intf) != ids.end()) {
+          p.oifs.emplace_back(table, index, intf);
+        }
+      }
+      for (size_t i = first; i < p.oifs.size(); ++i) table->oifIndexIntfDel(std::get<1>(p.oifs[i]));
+    }
+    for (const auto& [key, table] : st_.routeTablesByVrf()) {
+      for (const auto& route : table->route()) {
+        for (const IntfId& id : ids) {
+          if (Ent::Ptr<Sm::Intf> intf{route->routeIntf().find(id)}) {
+            p.routeIntfs.emplace_back(route, intf);
+            route->routeIntfDel(id);
+          }
+          const auto up = route->upstreamInfo();
+          if (up && up->iif() == id) {
+            p.upstreams.emplace_back(route, up);
+            route->upstreamInfoDel();
+          }
+        }
+      }
+    }
+  }
+
+  // Takes a PIM interface out, its neighbors first: the agent keeps a neighbor's row while the
+  // neighbor stays, whatever happens to its interface. Highest address first, so that the
+  // interface reports one pimNeighborLoss, as it does when it goes down. `parked`, if given,
+  // notes each neighbor before it goes.
+  static void pimIntfDel(Pim::Status& status, const IntfId& id, Parked* parked = nullptr) {
+    if (Ent::Ptr<Pim::Intf> intf{status.pimIntf().find(id)}) {
+      std::vector<Ent::Ptr<Pim::Neighbor>> nbrs;
+      for (const auto& n : intf->activeNeighbor()) nbrs.push_back(n);
+      for (auto it = nbrs.rbegin(); it != nbrs.rend(); ++it) {
+        if (parked != nullptr) parked->neighbors.emplace_back(intf, *it);
+        intf->activeNeighborDel((*it)->key());
+      }
+    }
+    status.pimIntfDel(id);
+  }
+
+  static void unpark(const Parked& p) {
+    for (const auto& [intf, nbr] : p.neighbors) intf->activeNeighborIs(nbr);
+    for (const auto& [table, index, id] : p.oifs) table->oifIndexIntfIs(index, id);
+    for (const auto& [route, up] : p.upstreams) route->upstreamInfoIs(up);
+    for (const auto& [route, intf] : p.routeIntfs) route->routeIntfIs(intf);
+    for (const auto& [status, intf] : p.pimIntfs) status->pimIntfIs(intf);
+  }
 
   void upsertInterface(const std::string& name, const Json& n) {
     const IntfId id(name);
@@ -292,7 +388,7 @@ class Sync {
                [&](const std::string& name, const Json* io, Json* in, const Json* ih) {
                  const IntfId id(name);
                  if (in == nullptr) {
-                   s.pimIntfDel(id);
+                   pimIntfDel(s, id);
                  } else if (Pim::Intf* intf = s.pimIntf().find(id)) {
                    fillPimIntf(*intf, io, *in, io != nullptr ? ih : nullptr);
                  } else {
@@ -712,7 +808,13 @@ class Sync {
 }  // namespace
 
 void apply(Document& current, Document next, PlatformState& state) {
-  Sync(state, Plat::now()).run(&current.json(), DocumentTimes::json(next), nullptr);
+  try {
+    Sync(state, Plat::now()).run(&current.json(), DocumentTimes::json(next), nullptr);
+  } catch (...) {
+    // The records are somewhere between the two documents: diff them back in full.
+    Sync(state, Plat::now()).run(&next.json(), DocumentTimes::json(current), nullptr);
+    throw;
+  }
   current = std::move(next);
 }
 
@@ -725,13 +827,30 @@ ApplyResult applyText(Document& current, std::string_view text, PlatformState& s
 
 namespace {
 
+// Takes back a patch whose records failed part way: the document returns to what it was, and
+// the records follow it back over the patch's members. Those records are partly changed, which
+// the walk allows for: it looks each record up, updates what is there and builds what is not.
+void revert(Document& current, const Json& patch, const Json& before, PlatformState& state) {
+  Json& doc = DocumentTimes::json(current);
+  // What the patch made of its members, for the walk back: the same shape as `before`.
+  Json after = mergePatchInPlaceWithUndo(doc, before);
+  mergePatchInPlace(doc, after);
+  current.revertPatch(patch, before);
+  Sync(state, Plat::now()).run(&after, doc, &before);
+}
+
 // `patch` is taken: its values move into the document and it is left as the change's hint.
 ApplyResult applyPatchTaking(Document& current, Json& patch, PlatformState& state) {
   Json before;
   MergeLandings landings;
   ValidationErrors errors = current.mergePatchTaking(patch, &before, &landings);
   if (!errors.empty()) return {false, std::move(errors)};
-  Sync(state, Plat::now(), &landings).run(&before, DocumentTimes::json(current), &patch);
+  try {
+    Sync(state, Plat::now(), &landings).run(&before, DocumentTimes::json(current), &patch);
+  } catch (...) {
+    revert(current, patch, before, state);
+    throw;
+  }
   return {true, {}};
 }
 

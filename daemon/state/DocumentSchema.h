@@ -96,6 +96,10 @@ inline constexpr Named<Interface::OperStatus> kOperStatuses[] = {
 // Ranges.
 inline constexpr uint64_t kMaxIfIndex = 2147483647;
 inline constexpr size_t kMaxIntfNameLen = 64;
+// A VRF other than "default" is served in the SNMP context named after it, and net-snmp (like
+// SNMP-VIEW-BASED-ACM-MIB's vacmContextName) takes context names of at most 32 bytes: a longer
+// one is answered with noSuchContext. Such a VRF could never be served, so it is refused.
+inline constexpr size_t kMaxVrfNameLen = 32;
 inline constexpr uint64_t kMaxCbsrPriority = 255;
 
 // Values of omitted members.

@@ -106,6 +106,11 @@ class PlatformState {
   size_t routeTables() const { return routeTables_.size(); }
   size_t fibTables() const { return fibTables_.size(); }
 
+  using TableKey = std::pair<Lanet::AddressFamily, L3::VrfName>;
+  // Every published table, by family and VRF.
+  const std::map<TableKey, Ent::Ptr<RouteTable>>& routeTablesByVrf() const { return routeTables_; }
+  const std::map<TableKey, Ent::Ptr<FibTable>>& fibTablesByVrf() const { return fibTables_; }
+
  private:
   struct Family {
     Ent::Ptr<Routing::Pim::GlobalStatus> pimGlobalStatus;
@@ -117,8 +122,6 @@ class PlatformState {
     Ent::Ptr<Routing::Multicast::Fib::VrfConfig> mfibVrfConfig;
     Ent::Ptr<CounterHelper> fibCounterHelper;
   };
-  using TableKey = std::pair<Lanet::AddressFamily, L3::VrfName>;
-
   static Family makeFamily(Lanet::AddressFamily af);
   const Family& family(Lanet::AddressFamily af) const;
   void publish(std::string_view dir, Ent::Ptr<Ent::Entity> e);

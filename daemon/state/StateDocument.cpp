@@ -353,16 +353,27 @@ std::optional<Routing::Pim::RouteKey> readRouteKey(std::string_view text, Addres
   return key;
 }
 
+// The offset of the first control character of `name` (a byte up to `highest`, DEL, or a C1
+// control U+0080..U+009F, which UTF-8 writes as 0xC2 0x80..0x9F); the text is valid UTF-8.
+std::optional<size_t> controlCharacter(std::string_view name, char highest) {
+  for (size_t i = 0; i < name.size(); ++i) {
+    const auto c = static_cast<unsigned char>(name[i]);
+    if (c <= static_cast<unsigned char>(highest) || c == 0x7f) return i;
+    if (c == 0xc2 && i + 1 < name.size() && static_cast<unsigned char>(name[i + 1]) <= 0x9f) {
+      return i;
+    }
+  }
+  return std::nullopt;
+}
+
 bool validIntfName(std::string_view name, std::string& why) {
   if (name.empty() || name.size() > Schema::kMaxIntfNameLen) {
     why = fmt::format("interface names are 1 to {} bytes long", Schema::kMaxIntfNameLen);
     return false;
   }
-  for (unsigned char c : name) {
-    if (c <= 0x20 || c == 0x7f) {
-      why = "interface names contain no spaces or control characters";
-      return false;
-    }
+  if (const auto at = controlCharacter(name, ' ')) {
+    why = fmt::format("interface names contain no spaces or control characters (byte {})", *at);
+    return false;
   }
   return true;
 }
@@ -372,16 +383,16 @@ bool validVrfName(std::string_view name, std::string& why) {
     why = "VRF names are not empty";
     return false;
   }
-  if (name.size() > L3::VrfName::kMaxLen) {
-    why = fmt::format("VRF name is {} bytes long; at most {} are allowed", name.size(),
-                      L3::VrfName::kMaxLen);
+  if (name.size() > Schema::kMaxVrfNameLen) {
+    why = fmt::format(
+        "VRF name is {} bytes long; at most {} are allowed (the VRF is served in the SNMP "
+        "context of its name, and SNMP context names hold at most {} bytes)",
+        name.size(), Schema::kMaxVrfNameLen, Schema::kMaxVrfNameLen);
     return false;
   }
-  for (unsigned char c : name) {
-    if (c < 0x20 || c == 0x7f) {
-      why = "VRF names contain no control characters";
-      return false;
-    }
+  if (const auto at = controlCharacter(name, '\x1f')) {
+    why = fmt::format("VRF names contain no control characters (byte {})", *at);
+    return false;
   }
   return true;
 }
@@ -1205,6 +1216,40 @@ int64_t Document::refCount(const RefKey& key) const {
   return it == refs_.end() ? 0 : it->second;
 }
 
+namespace {
+
+// A patch object that landed where the document had no object (a route, a PIM interface, an
+// upstream new to it) made that member anew: RFC 7396 merges {"x": null} into nothing as {}.
+// As a hint it must then stand for the whole new member, so that validation checks all of it
+// (its required members included) and the applier builds it in full: null in a hint means
+// "walk everything below". `undo` holds the old values in the patch's shape.
+void wholeWhereNew(Json& patch, const Json& undo) {
+  for (auto& [name, value] : patch.items()) {
+    if (!value.is_object()) continue;
+    const Json* old = member(&undo, name);
+    if (old == nullptr || !old->is_object()) {
+      value = Json();
+    } else {
+      wholeWhereNew(value, *old);
+    }
+  }
+}
+
+}  // namespace
+
+void Document::revertPatch(const Json& patch, const Json& before) {
+  RefCounts delta;
+  countRefs(json_, &patch, -1, delta);
+  countRefs(before, &patch, 1, delta);
+  mergePatchInPlace(json_, before);
+  for (const auto& [key, d] : delta) {
+    if (d == 0) continue;
+    int64_t& n = refs_[key];
+    n += d;
+    if (n == 0) refs_.erase(key);
+  }
+}
+
 ValidationErrors Document::mergePatch(const Json& patch, Json* before) {
   Json copy = patch;
   return mergePatchTaking(copy, before);
@@ -1225,6 +1270,7 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
   MergeLandings local;
   MergeLandings& landed = landings != nullptr ? *landings : local;
   Json undo = mergePatchInPlaceWithUndoTaking(json_, patch, &landed);
+  wholeWhereNew(patch, undo);
 
   ValidationErrors errors;
   Validator v(json_, errors, &landed);

@@ -102,6 +102,10 @@ class Document {
   ValidationErrors mergePatchTaking(Json& patch, Json* before = nullptr,
                                     MergeLandings* landings = nullptr);
 
+  // Takes back a patch that mergePatchTaking applied: `patch` is the hint it left, `before`
+  // what it returned. Times resolved into the patched members since are dropped with them.
+  void revertPatch(const Json& patch, const Json& before);
+
   // How often the document names `name` (see RefKey): a consistency index kept up to date by
   // mergePatch, so that removing an interface still in use is caught without a full scan.
   int64_t refCount(const RefKey& key) const;

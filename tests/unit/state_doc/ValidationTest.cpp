@@ -165,7 +165,10 @@ struct Case {
 };
 
 std::vector<Case> cases() {
-  const std::string longVrf(101, 'v');
+  const std::string longVrf(33, 'v');
+  // Ten two-byte characters: 20 bytes, served; seventeen: 34 bytes, refused.
+  std::string longUtf8;
+  for (int i = 0; i < 17; ++i) longUtf8 += "\xc3\xa9";
   return {
       // Types.
       {"wrong type", patchAt("/interfaces/Ethernet1/ifIndex", "1"), "/interfaces/Ethernet1/ifIndex",
@@ -247,8 +250,17 @@ std::vector<Case> cases() {
        patchAt(red4("/pimStatus/interfaces/Ethernet2/neighbors/fe80::1"), Json::object()),
        red4("/pimStatus/interfaces/Ethernet2/neighbors/fe80::1"), "is an IPv6 address"},
       // Names.
-      {"VRF name of 101 bytes", patchAt("/vrfs/" + longVrf, Json::object()), "/vrfs/" + longVrf,
-       "VRF name is 101 bytes long; at most 100 are allowed"},
+      {"VRF name of 33 bytes", patchAt("/vrfs/" + longVrf, Json::object()), "/vrfs/" + longVrf,
+       "VRF name is 33 bytes long; at most 32 are allowed (the VRF is served in the SNMP "
+       "context of its name, and SNMP context names hold at most 32 bytes)"},
+      {"VRF name of 17 characters in 34 bytes", patchAt("/vrfs/" + longUtf8, Json::object()),
+       "/vrfs/" + longUtf8, "VRF name is 34 bytes long"},
+      {"C1 control in a VRF name", patchAt("/vrfs/red\xc2\x85" "x", Json::object()),
+       "/vrfs/red\xc2\x85" "x", "VRF names contain no control characters (byte 3)"},
+      {"DEL in a VRF name", patchAt("/vrfs/a\x7f", Json::object()), "/vrfs/a\x7f",
+       "no control characters"},
+      {"C1 control in an interface name", patchAt("/interfaces/Eth\xc2\x9f" "1", {{"ifIndex", 9}}),
+       "/interfaces/Eth\xc2\x9f" "1", "interface names contain no spaces or control characters"},
       {"interface name", patchAt("/interfaces/Ethernet 9", {{"ifIndex", 9}}),
        "/interfaces/Ethernet 9", "no spaces"},
       // References.
@@ -320,9 +332,11 @@ TEST(ValidateTest, NullIsNotAValue) {
 }
 
 TEST(ValidateTest, LimitsAndEdgeValues) {
-  // Exactly 100 bytes is a valid VRF name; ranges are inclusive; integral floats are integers.
+  // Exactly 32 bytes is a valid VRF name, and so is any printable text (Latin-1 letters just
+  // above the C1 block included); ranges are inclusive; integral floats are integers.
   Json doc = baseJson();
-  doc["vrfs"][std::string(100, 'v')] = Json::object();
+  doc["vrfs"][std::string(32, 'v')] = Json::object();
+  doc["vrfs"]["a/b %41 red%2Fx \xc2\xa0\xc3\xa9\xe2\x82\xac ~'\"#\\"] = Json::object();
   doc["interfaces"]["Ethernet1"]["ifIndex"] = 2147483647;
   doc["interfaces"]["Ethernet2"]["ifIndex"] = 2.0;
   doc["vrfs"]["red"]["ipv4"]["fib"]["oifIndexes"]["Ethernet2"] = 511;
