@@ -17,10 +17,19 @@ cmake --build "$build" -j "$(nproc)" --target pimsnmpd pimsnmpctl
 # Everything the demo writes stays in one private directory, removed on exit.
 run=$(mktemp -d "${TMPDIR:-/tmp}/pimsnmp-demo.XXXXXX")
 trap 'rm -rf "$run"' EXIT
+# The shipped configuration with the demo's passphrases in place of the CHANGE-ME ones
+# (loopback only; never use these on a real agent), and a trap sink for the demo receiver.
+demo_auth=pimsnmp-demo-auth
+demo_priv=pimsnmp-demo-priv
 {
-  cat packaging/pimsnmpd.conf
+  sed -e "s/CHANGE-ME-auth-passphrase/$demo_auth/" -e "s/CHANGE-ME-priv-passphrase/$demo_priv/" \
+    packaging/pimsnmpd.conf
   echo "trap2sink 127.0.0.1:$trap_port public"
 } >"$run/pimsnmpd.conf"
+grep -q "createUser pimsnmp SHA \"$demo_auth\" AES \"$demo_priv\"" "$run/pimsnmpd.conf" || {
+  echo "demo.sh: packaging/pimsnmpd.conf no longer has the CHANGE-ME passphrases" >&2
+  exit 1
+}
 printf 'disableAuthorization yes\n' >"$run/snmptrapd.conf"
 
 mibs="-M +$PWD/packaging/mibs -m PIMSNMP-DISPLAY-MIB"
@@ -33,7 +42,7 @@ Contexts: "" (VRF default), red, blue (IPv6 only). Try, in another shell:
   # PIM-MIB (1.3.6.1.3.61), IPMROUTE-STD-MIB (1.3.6.1.2.1.83), IP-MCAST-MIB (1.3.6.1.2.1.168)
   snmpwalk     -v2c -c public     $a 1.3.6.1.3.61          # VRF default
   snmpwalk     -v2c -c public-red $a 1.3.6.1.3.61          # VRF red (v2c community per VRF)
-  snmpwalk     -v3 -u pimsnmp -l noAuthNoPriv -n red $a 1.3.6.1.2.1.83
+  snmpwalk     -v3 -u pimsnmp -l authPriv -a SHA -A $demo_auth -x AES -X $demo_priv -n red $a 1.3.6.1.2.1.83
   snmpbulkwalk -v2c -c public-blue $a 1.3.6.1.2.1.168     # VRF blue: IP-MCAST-MIB only
   snmptable    -v2c -c public $mibs -Ci $a pimNeighborTable
   snmptable    -v2c -c public-red $mibs -Ci $a ipMRouteTable
