@@ -56,6 +56,19 @@ bool FeedClient::connect() {
   return true;
 }
 
+bool FeedClient::alive() {
+  if (fd_ < 0) return false;
+  pollfd p{fd_, POLLIN, 0};
+  if (::poll(&p, 1, 0) <= 0) return true;
+  char c;
+  // Nothing is unsolicited on the feed: readable means closed (or an error).
+  if ((p.revents & (POLLHUP | POLLERR)) || ::recv(fd_, &c, 1, MSG_PEEK) <= 0) {
+    fail("pimsnmpd closed the connection");
+    return false;
+  }
+  return true;
+}
+
 std::optional<PimSnmpd::Json> FeedClient::fail(const std::string& why) {
   logLine("feed " + path_ + ": " + why + "; disconnected");
   close();

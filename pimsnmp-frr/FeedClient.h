@@ -22,6 +22,9 @@ class FeedClient {
   bool connected() const { return fd_ >= 0; }
   bool connect();
   void close();
+  // Whether the connection is still open: pimsnmpd closing it (a restart) is noticed without
+  // waiting for the next update. Closes it when not.
+  bool alive();
 
   // Sends `line` (a newline is added) and returns the reply, or nullopt when pimsnmpd did not
   // answer in time or went away (the connection is then closed).

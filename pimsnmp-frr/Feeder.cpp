@@ -118,7 +118,7 @@ void Feeder::reconnect(TimePoint now) {
       withdrawn_ = true;
     }
   }
-  if (!o_.feedPath.empty() && !feed_.connected() && feed_.connect()) {
+  if (!o_.feedPath.empty() && !feed_.alive() && feed_.connect()) {
     logLine("connected to pimsnmpd at " + feed_.path());
     synced_ = false;
   }
