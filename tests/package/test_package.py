@@ -170,7 +170,7 @@ def check_unit(root):
 
 def dpkg(root, *args):
     return sh(["dpkg", f"--root={root}", "--force-script-chrootless", "--force-depends",
-               "--log=/dev/null", *args])
+               "--log=/dev/null", *args], stdin=subprocess.DEVNULL)
 
 
 def make_root(root):
@@ -341,9 +341,44 @@ def run_daemon(root, tmp, uid, gid):
             proc.wait()
 
 
+def check_upgrade_and_remove(root, deb, uid, gid):
+    """Installing over itself keeps what the administrator changed: edited conffiles, a
+    dpkg-statoverride, the state directory. Removing keeps conffiles and state."""
+    conf = "/etc/pimsnmp/pimsnmpd.conf"
+    edited = {p: open(root + p).read() for p in ("/etc/default/pimsnmpd",
+                                                 "/etc/pimsnmp/state.json")}
+    shipped = {"/etc/default/pimsnmpd": "pimsnmpd.default", "/etc/pimsnmp/state.json": "state.json"}
+    for p, name in shipped.items():
+        check(edited[p] != open(os.path.join(SOURCE_DIR, "packaging", name)).read(),
+              f"{p} was not edited: nothing to keep")
+    marker = os.path.join(root, "var/lib/pimsnmpd/kept")
+    open(marker, "w").close()
+    os.chmod(root + conf, 0o644)  # stray mode: configuring again restores 0640 root:pimsnmp
+    dpkg(root, "-i", deb)
+    for p, text in edited.items():
+        check_eq(open(root + p).read(), text, f"{p} after reinstalling")
+    st = os.stat(root + conf)
+    check_eq((oct(stat.S_IMODE(st.st_mode)), st.st_gid), (oct(0o640), gid), f"{conf} mode, group")
+    check(os.path.exists(marker), "/var/lib/pimsnmpd lost its contents on reinstall")
+
+    sh(["dpkg-statoverride", f"--root={root}", "--update", "--add", "root", "root", "0600",
+        conf])
+    dpkg(root, "-i", deb)
+    st = os.stat(root + conf)
+    check_eq((oct(stat.S_IMODE(st.st_mode)), st.st_uid, st.st_gid), (oct(0o600), 0, 0),
+             f"{conf} under a statoverride after reinstalling")
+    sh(["dpkg-statoverride", f"--root={root}", "--remove", conf])
+
+    dpkg(root, "--remove", "pimsnmp")
+    check(not os.path.exists(root + "/usr/bin/pimsnmpd"), "pimsnmpd left after remove")
+    for p in (*CONFFILES, "/var/lib/pimsnmpd/kept"):
+        check(os.path.exists(root + p), f"{p} gone after remove (only purge removes it)")
+
+
 def check_purged(root, uid):
     dpkg(root, "--purge", "pimsnmp")
     for path in ("/usr/bin/pimsnmpd", UNIT, "/etc/pimsnmp", "/var/lib/pimsnmpd",
+                 "/etc/default/pimsnmpd", "/etc/systemd/system/pimsnmpd.service",
                  "/etc/systemd/system/multi-user.target.wants/pimsnmpd.service"):
         check(not os.path.lexists(root + path), f"{path} left after purge")
     check_eq(int(user_entry(root, "passwd", "pimsnmp")[2]), uid, "the pimsnmp user after purge")
@@ -370,6 +405,7 @@ def main():
         check_man_pages(root)
         check_unit(root)
         run_daemon(root, tmp, uid, gid)
+        check_upgrade_and_remove(root, deb, uid, gid)
         check_purged(root, uid)
         check_eq(open("/etc/passwd").read(), host_users, "the host's users (must not change)")
     finally:
