@@ -82,7 +82,8 @@ class Converter:
             name, sect = page[:-1].split("(")
             ref = "\\fB%s\\fR(%s)" % (escape(name, literal=True), sect)
             bare = text.strip("`")
-            return ref if bare in (path, path.rsplit("/", 1)[-1], page) else self.inline(text) + " (" + ref + ")"
+            same = (path, path.rsplit("/", 1)[-1], page, name)
+            return ref if bare in same else self.inline(text) + " (" + ref + ")"
         if re.match(r"^[a-z]+://", target):
             return self.inline(text) + " <" + escape(target) + ">"
         return self.inline(text)

@@ -38,10 +38,11 @@ class Inline(unittest.TestCase):
 
     def test_links_to_pages_become_references_and_anchors_plain_text(self):
         out = convert("See [state-document.md](state-document.md), "
-                      "[the document](state-document.md#times), [Times](#times), "
+                      "[the document](state-document.md#times), [pimsnmpd](pimsnmpd.md), "
+                      "[Times](#times), "
                       "[RFC](https://example.org/rfc).\n")
         self.assertIn("See \\fBpimsnmp\\-state\\fR(5), the document (\\fBpimsnmp\\-state\\fR(5)), "
-                      "Times, RFC <https://example.org/rfc>.", out)
+                      "\\fBpimsnmpd\\fR(8), Times, RFC <https://example.org/rfc>.", out)
 
     def test_non_ascii_becomes_named_code_points(self):
         out = convert("now − created → 1–64\n")
