@@ -2,7 +2,7 @@
 # A four-router FRR PIM-SM lab in network namespaces, shared by the lab test, scripts/lab.sh and
 # the FRR benchmark.
 #
-#   frrlab.sh up | traffic | down | vtysh ROUTER ARGS... | pids
+#   frrlab.sh up | traffic | down | vtysh ROUTER ARGS... | restart-pimd ROUTER | pids
 #
 # Environment: LAB_NS (namespace prefix, default "pslab"), LAB_DIR (runtime directory, default
 # ${TMPDIR:-/tmp}/$LAB_NS), LAB_SECONDS (how long traffic, receivers and the BSR run, default
@@ -174,24 +174,40 @@ up() {
 rp_resolvable() { vtysh_ "$1" -c 'show ip route 10.99.1.1 json' | grep -q '"installed":true'; }
 neighbor_seen() { vtysh_ "$1" -c 'show ip pim neighbor json' | grep -q "\"$2\""; }
 
+# Stops router $1's pimd and starts it again with its configuration.
+restart_pimd() {
+  local r=$1 pid
+  pid=$(cat "$LAB/$r/pimd.pid") || return 1
+  kill "$pid" 2>/dev/null
+  until_ 50 eval "! kill -0 $pid" || kill -9 "$pid" 2>/dev/null
+  rm -f "$LAB/$r/pimd.vty"
+  daemon "$r" pimd || return 1
+  until_ 50 test -S "$LAB/$r/pimd.vty" || return 1
+  vtysh_ "$r" -f "$LAB/$r/frr.conf" >/dev/null
+  vtysh_ "$r" -c 'configure terminal' -c 'ip pim rp 10.99.1.1 224.0.0.0/4'
+}
+
 # Runs a bounded program in namespace $1 in the background; its pid goes to $LAB/$2.app.pid.
 app() {
   local n=$1 name=$2; shift 2
-  in_ns "$n" setsid "$@" >"$LAB/$name.log" 2>&1 </dev/null &
-  echo $! >"$LAB/$name.app.pid"
+  # The program writes its own pid (ip netns exec may stay in between as its parent).
+  in_ns "$n" sh -c 'echo $$ >"$0"; exec "$@"' "$LAB/$name.app.pid" "$@" >"$LAB/$name.log" 2>&1 </dev/null &
 }
 
 traffic() {
   cp "$HERE/mcast.py" "$HERE/fakebsr.py" "$LAB/"
-  app bsr fakebsr python3 "$LAB/fakebsr.py" 10.99.9.10 10.99.100.1 \
+  # The interpreter itself, not a wrapper script that would run it as a child.
+  local python3
+  python3=$(python3 -c 'import sys; print(sys.executable)') || return 1
+  app bsr fakebsr "$python3" "$LAB/fakebsr.py" 10.99.9.10 10.99.100.1 \
     "239.0.0.0/8=10.99.1.1:10:150,10.99.13.1:20:150;238.0.0.0/8=10.99.1.1:0:150" \
     "${LAB_BSM_PERIOD:-5}" "$SECONDS_"
-  app h2 recv-h2 python3 "$LAB/mcast.py" recv 10.99.50.10 239.1.1.1 2 5000 "$SECONDS_"
-  app h3 recv-h3 python3 "$LAB/mcast.py" recv 10.99.4.10 239.1.1.1 2 5000 "$SECONDS_"
+  app h2 recv-h2 "$python3" "$LAB/mcast.py" recv 10.99.50.10 239.1.1.1 2 5000 "$SECONDS_"
+  app h3 recv-h3 "$python3" "$LAB/mcast.py" recv 10.99.4.10 239.1.1.1 2 5000 "$SECONDS_"
   sleep 1
-  app h1 send-a python3 "$LAB/mcast.py" send 10.99.1.10,10.99.1.11 239.1.1.1 1 5000 \
+  app h1 send-a "$python3" "$LAB/mcast.py" send 10.99.1.10,10.99.1.11 239.1.1.1 1 5000 \
     "${LAB_PPS:-20}" "$SECONDS_"
-  app h1 send-b python3 "$LAB/mcast.py" send 10.99.1.10 239.1.1.3 1 5000 5 "$SECONDS_"
+  app h1 send-b "$python3" "$LAB/mcast.py" send 10.99.1.10 239.1.1.3 1 5000 5 "$SECONDS_"
 }
 
 # Every process still running in the lab's namespaces (the lab started them all).
@@ -219,6 +235,7 @@ case "${1:-}" in
   traffic) traffic ;;
   down) down ;;
   vtysh) shift; vtysh_ "$@" ;;
+  restart-pimd) restart_pimd "$2" ;;
   pids) pids ;;
-  *) echo "usage: $0 up|traffic|down|vtysh ROUTER ARGS...|pids" >&2; exit 2 ;;
+  *) echo "usage: $0 up|traffic|down|vtysh ROUTER ARGS...|restart-pimd ROUTER|pids" >&2; exit 2 ;;
 esac
