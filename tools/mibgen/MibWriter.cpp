@@ -61,12 +61,6 @@ bool carries(u_char asnType, Base b) {
   }
 }
 
-std::string oidText(const std::vector<oid>& o) {
-  std::string s;
-  for (oid v : o) s += fmt::format("{}{}", s.empty() ? "" : " ", v);
-  return s;
-}
-
 std::string entryName(const Table& t) {
   std::string n = t.name;
   return n.substr(0, n.size() - std::strlen("Table")) + "Entry";
@@ -113,12 +107,12 @@ const Module* definingModule(const char* name, const std::vector<const Module*>&
 
 template <class F>
 void forEachObject(const Module& m, F&& f) {
-  for (const auto& s : m.scalars) f(s.name, s.asnType, *s.object, false);
+  for (const auto& s : m.scalars) f(s.name, s.asnType, *s.object);
   for (const auto& t : m.tables) {
     for (const auto& c : t.indexes) {
-      if (c.number != 0) f(c.name, c.asnType, *c.object, true);
+      if (c.number != 0) f(c.name, c.asnType, *c.object);
     }
-    for (const auto& c : t.columns) f(c.name, c.asnType, *c.object, false);
+    for (const auto& c : t.columns) f(c.name, c.asnType, *c.object);
   }
 }
 
@@ -215,7 +209,7 @@ std::string syntaxText(const Syntax& s) {
 std::vector<std::string> problemsOf(const Module& m, const std::vector<const Module*>& all) {
   std::vector<std::string> out;
   if (!quotable(m.description)) out.push_back(fmt::format("{}: no usable DESCRIPTION", m.name));
-  forEachObject(m, [&](const char* name, u_char asnType, const ObjectType& o, bool) {
+  forEachObject(m, [&](const char* name, u_char asnType, const ObjectType& o) {
     if (!quotable(o.description)) out.push_back(fmt::format("{}: no usable DESCRIPTION", name));
     checkSyntax(name, asnType, o.syntax, out);
   });
@@ -230,6 +224,9 @@ std::vector<std::string> problemsOf(const Module& m, const std::vector<const Mod
     if (!quotable(n.description)) out.push_back(fmt::format("{}: no usable DESCRIPTION", n.name));
   }
   for (const auto& t : m.tables) {
+    if (!std::string_view(t.name).ends_with("Table")) {
+      out.push_back(fmt::format("{}: a table's name ends in Table", t.name));
+    }
     if (parentOf(m, t.at).empty()) out.push_back(fmt::format("{}: no parent node", t.name));
     if (!quotable(t.description)) out.push_back(fmt::format("{}: no usable DESCRIPTION", t.name));
     std::set<unsigned> numbers;
@@ -260,7 +257,7 @@ std::string moduleText(const Module& m, const std::vector<const Module*>& all) {
     if (b != Base::kInteger && b != Base::kOctetString) smi.insert(baseName(b));
     if (s.tc) tcs.insert(s.tc);
   };
-  forEachObject(m, [&](const char*, u_char, const ObjectType& o, bool) { use(o.syntax); });
+  forEachObject(m, [&](const char*, u_char, const ObjectType& o) { use(o.syntax); });
   for (const auto& t : m.tables) {
     for (const auto& c : t.indexes) {
       if (c.number != 0) continue;
@@ -287,7 +284,7 @@ std::string moduleText(const Module& m, const std::vector<const Module*>& all) {
       "    CONTACT-INFO \"The PimSnmp project: see pimsnmpd's documentation.\"\n"
       "    DESCRIPTION\n{}\n    ::= {{ iso {} }}\n\n",
       m.identity, m.lastUpdated, quoted(m.description, 8),
-      oidText(std::vector<oid>(m.identityOid.begin() + 1, m.identityOid.end())));
+      fmt::join(m.identityOid.begin() + 1, m.identityOid.end(), " "));
 
   for (const TextualConvention* tc : textualConventions()) {
     if (tcs.count(tc)) s += textualConvention(*tc) + "\n";
