@@ -8,7 +8,7 @@ PACKAGES=(
   libsnmp-dev snmp snmpd snmptrapd
   libfmt-dev nlohmann-json3-dev rapidjson-dev libjemalloc-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  python3 procps psmisc
+  python3 python3-jsonschema procps psmisc
   frr iproute2
   dpkg-dev man-db groff-base mandoc systemd
 )

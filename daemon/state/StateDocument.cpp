@@ -292,6 +292,13 @@ std::optional<IpGenPrefix> readPrefix(std::string_view text, AddressFamily af, s
                       familyLabel(p->af()), familyName(af));
     return std::nullopt;
   }
+  // "/024" parses as 24; like addresses, lengths are written without leading zeros.
+  const std::string_view length = text.substr(text.rfind('/') + 1);
+  if (length.size() > 1 && length.front() == '0') {
+    why = fmt::format("'{}' is not in canonical form; write '{}/{}'", text,
+                      text.substr(0, text.rfind('/')), p->maskLen());
+    return std::nullopt;
+  }
   return p;
 }
 

@@ -255,12 +255,26 @@ std::vector<Case> cases() {
        "context of its name, and SNMP context names hold at most 32 bytes)"},
       {"VRF name of 17 characters in 34 bytes", patchAt("/vrfs/" + longUtf8, Json::object()),
        "/vrfs/" + longUtf8, "VRF name is 34 bytes long"},
-      {"C1 control in a VRF name", patchAt("/vrfs/red\xc2\x85" "x", Json::object()),
-       "/vrfs/red\xc2\x85" "x", "VRF names contain no control characters (byte 3)"},
+      {"C1 control in a VRF name",
+       patchAt("/vrfs/red\xc2\x85"
+               "x",
+               Json::object()),
+       "/vrfs/red\xc2\x85"
+       "x",
+       "VRF names contain no control characters (byte 3)"},
       {"DEL in a VRF name", patchAt("/vrfs/a\x7f", Json::object()), "/vrfs/a\x7f",
        "no control characters"},
-      {"C1 control in an interface name", patchAt("/interfaces/Eth\xc2\x9f" "1", {{"ifIndex", 9}}),
-       "/interfaces/Eth\xc2\x9f" "1", "interface names contain no spaces or control characters"},
+      {"C1 control in an interface name",
+       patchAt("/interfaces/Eth\xc2\x9f"
+               "1",
+               {{"ifIndex", 9}}),
+       "/interfaces/Eth\xc2\x9f"
+       "1",
+       "interface names contain no spaces or control characters"},
+      {"prefix length with a leading zero",
+       patchAt(red4("/pimStatus/interfaces/Ethernet2/address"), "10.0.2.1/024"),
+       red4("/pimStatus/interfaces/Ethernet2/address"),
+       "'10.0.2.1/024' is not in canonical form; write '10.0.2.1/24'"},
       {"interface name", patchAt("/interfaces/Ethernet 9", {{"ifIndex", 9}}),
        "/interfaces/Ethernet 9", "no spaces"},
       // References.
