@@ -12,21 +12,6 @@ from e2elib import check, check_eq
 ENGINE = "0x8000000001020304"
 
 
-def snmptrapd(env):
-    """snmptrapd printing each notification's security information and varbinds."""
-    port = e.free_port()
-    conf = env.write("trapd.conf", "\n".join([
-        "disableAuthorization yes",
-        f"createUser -e {ENGINE} tuser",
-    ]) + "\n")
-    proc = env.start("snmptrapd", [e.SNMPTRAPD, "-f", "-Lo", "-n", "-C", "-c", conf, "-On",
-                                   "-F", "TRAP %P | %v\\n", f"udp:127.0.0.1:{port}"])
-    e.wait_for(lambda: "NET-SNMP version" in proc.output() or not proc.alive(), 15,
-               "snmptrapd to start")
-    check(proc.alive(), f"snmptrapd exited:\n{proc.output()}")
-    return proc, port
-
-
 def received(trapd, address):
     """{security info: varbinds} of the pimNeighborLoss notifications for `address`."""
     out = {}
@@ -61,7 +46,9 @@ def expect(trapd, address, ifindex, expected_infos):
 
 def main():
     with e.Env("vrf-trap-sinks") as env:
-        trapd, trap_port = snmptrapd(env)
+        # Each notification's security information (community, or v3 user and context).
+        trapd, trap_port = env.snmptrapd(config_lines=[f"createUser -e {ENGINE} tuser"],
+                                         fmt="TRAP %P | %v\\n")
         access = e.access_lines()
         proc, _, feed = env.pimsnmpd(e.two_vrf_document(),
                                      config_lines=access + sink_lines(trap_port, "traps"))
