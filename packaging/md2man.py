@@ -82,8 +82,8 @@ class Converter:
             name, sect = page[:-1].split("(")
             ref = "\\fB%s\\fR(%s)" % (escape(name, literal=True), sect)
             bare = text.strip("`")
-            same = (path, path.rsplit("/", 1)[-1], page, name)
-            return ref if bare in same else self.inline(text) + " (" + ref + ")"
+            same = (path.rsplit("/", 1)[-1], page, name)
+            return ref if bare.rsplit("/", 1)[-1] in same else self.inline(text) + " (" + ref + ")"
         if re.match(r"^[a-z]+://", target):
             return self.inline(text) + " <" + escape(target) + ">"
         return self.inline(text)
@@ -204,11 +204,13 @@ class Converter:
         self.emit('.TH %s %s "%s" "PimSnmp %s" "PimSnmp Manual"' % (
             name.upper().replace("-", "\\-"), section, date, version))
         self.emit(".SH NAME", "%s \\- %s" % (name.replace("-", "\\-"), escape(description)))
-        lines = md.splitlines()
+        lines = drop_section(md, "Name").splitlines()  # the NAME line above replaces it
         # The top heading names the page; what precedes the first section describes it.
         if lines and HEADING.match(lines[0]) and HEADING.match(lines[0]).group(1) == "#":
             lines = lines[1:]
-        if not (lines and lines[0].startswith("## ")) and any(l.strip() for l in lines):
+        while lines and not lines[0].strip():
+            lines = lines[1:]
+        if lines and not lines[0].startswith("## "):
             self.emit(".SH DESCRIPTION")
         self.blocks(lines)
         if see_also:
@@ -256,21 +258,28 @@ def split_row(row):
     return cells
 
 
+def sections(md):
+    """(title or None, lines) of each '## ' section of md; None for the part before the first."""
+    out = [(None, [])]
+    for line in md.splitlines():
+        h = HEADING.match(line)
+        if h and len(h.group(1)) == 2:
+            out.append((h.group(2).strip("` "), [line]))
+        else:
+            out[-1][1].append(line)
+    return out
+
+
+def drop_section(md, title):
+    return "\n".join(l for t, ls in sections(md) if (t or "").lower() != title.lower() for l in ls)
+
+
 def only_section(md, title):
     """The part of md under '## title' (up to the next '## '), without that heading."""
-    lines, keep, found = md.splitlines(), [], False
-    for line in lines:
-        h = HEADING.match(line)
-        if h and len(h.group(1)) <= 2:
-            if found:
-                break
-            found = h.group(2).strip("` ") == title
-            continue
-        if found:
-            keep.append(line)
-    if not found:
-        sys.exit("md2man: no section '## %s'" % title)
-    return "\n".join(keep)
+    for t, ls in sections(md):
+        if t == title:
+            return "\n".join(ls[1:])
+    sys.exit("md2man: no section '## %s'" % title)
 
 
 def main():

@@ -37,7 +37,7 @@ class Inline(unittest.TestCase):
         self.assertIn("\\fBbold\\fR and \\fIit\\fR but \\fB*not*\\fR and a*b*c", out)
 
     def test_links_to_pages_become_references_and_anchors_plain_text(self):
-        out = convert("See [state-document.md](state-document.md), "
+        out = convert("See [docs/state-document.md](state-document.md), "
                       "[the document](state-document.md#times), [pimsnmpd](pimsnmpd.md), "
                       "[Times](#times), "
                       "[RFC](https://example.org/rfc).\n")
@@ -62,6 +62,10 @@ class Blocks(unittest.TestCase):
         self.assertEqual(lines[1:3], [".SH NAME", "pimsnmpd \\- an agent"])
         self.assertEqual(lines[3:], [".SH DESCRIPTION", "Intro.", '.SH "Options"', "Text.",
                                      '.SS "Sub"'])
+
+    def test_a_name_section_of_the_source_gives_way_to_the_generated_one(self):
+        lines = convert("# p(8)\n\n\n## Name\n\np \u2014 a page\n\n## Synopsis\n\nText.\n").splitlines()
+        self.assertEqual(lines[3:], ['.SH "Synopsis"', "Text."])
 
     def test_code_block_keeps_indentation_and_escapes(self):
         md = "```\npimsnmpd [--state FILE]\n         [--config F] \\\n.dot\n```\n"

@@ -32,6 +32,7 @@ SKIP = 77
 CONFFILES = {"/etc/pimsnmp/pimsnmpd.conf": 0o640, "/etc/pimsnmp/state.json": 0o640,
              "/etc/default/pimsnmpd": 0o644}
 UNIT = "/lib/systemd/system/pimsnmpd.service"
+EXPOSURE = 32  # systemd-analyze security threshold, tenths: the unit rates 3.0
 # Usage page -> man page; a page is expected once its source exists.
 MAN_PAGES = {"pimsnmpd.8": "docs/pimsnmpd.md", "pimsnmpctl.8": "docs/pimsnmpd.md",
              "pimsnmp-state.5": "docs/state-document.md",
@@ -164,6 +165,14 @@ def check_unit(root):
                            env={**os.environ, "MANPATH": os.path.join(root, "usr/share/man")})
         check(r.returncode == 0 and not r.stderr.strip(),
               f"systemd-analyze verify {unit}:\n{r.stderr}")
+    # The daemon's hardening, as systemd rates it (0 best, 10 worst): dropping a protection
+    # pushes it over.
+    r = subprocess.run([analyze, "security", "--offline=true", f"--threshold={EXPOSURE}",
+                        "--no-pager", os.path.join(d, "pimsnmpd.service")],
+                       capture_output=True, text=True)
+    level = re.search(r"exposure level for pimsnmpd.service: ([0-9.]+)", r.stdout)
+    check(r.returncode == 0 and level, f"systemd-analyze security: {level and level.group(1)} "
+          f"above {EXPOSURE / 10}:\n{r.stdout[-2000:]}{r.stderr}")
 
 
 # -- the package installed into a scratch root ------------------------------------------------
