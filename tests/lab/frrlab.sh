@@ -147,6 +147,19 @@ daemon() {
     --log "file:$d/$dm.log" "${extra[@]}" -f /dev/null
 }
 
+# Router $1: its daemons, its configuration, then the static RP (which pimd takes only once it
+# can resolve it). Routers come up in parallel: none waits for another here.
+router_up() {
+  local r=$1
+  daemon "$r" zebra || return 1
+  until_ 50 test -S "$LAB/$r/zserv.api" || return 1
+  daemon "$r" staticd && daemon "$r" pimd || return 1
+  until_ 50 test -S "$LAB/$r/pimd.vty" -a -S "$LAB/$r/staticd.vty" || return 1
+  vtysh_ "$r" -f "$LAB/$r/frr.conf" >/dev/null || return 1
+  until_ 100 rp_resolvable "$r" || return 1
+  vtysh_ "$r" -c 'configure terminal' -c 'ip pim rp 10.99.1.1 224.0.0.0/4'
+}
+
 up() {
   mkdir -p "$LAB" || return 1
   for r in $ROUTERS; do
@@ -155,20 +168,13 @@ up() {
   done
   topology || { echo "frrlab: topology failed" >&2; return 1; }
   configs
+  local pids=() failed=0
   for r in $ROUTERS; do
-    daemon $r zebra || return 1
-    until_ 50 test -S "$LAB/$r/zserv.api" || return 1
-    daemon $r staticd && daemon $r pimd || return 1
+    router_up "$r" &
+    pids+=($!)
   done
-  for r in $ROUTERS; do
-    until_ 50 test -S "$LAB/$r/pimd.vty" -a -S "$LAB/$r/staticd.vty" || return 1
-    vtysh_ $r -f "$LAB/$r/frr.conf" >/dev/null || return 1
-  done
-  # pimd takes a static RP only once it can resolve it.
-  for r in $ROUTERS; do
-    until_ 100 rp_resolvable $r || return 1
-    vtysh_ $r -c 'configure terminal' -c 'ip pim rp 10.99.1.1 224.0.0.0/4' || return 1
-  done
+  for p in "${pids[@]}"; do wait "$p" || failed=1; done
+  [ "$failed" = 0 ] || { echo "frrlab: a router did not come up" >&2; return 1; }
   until_ 300 neighbor_seen r4 10.99.50.3
 }
 rp_resolvable() { vtysh_ "$1" -c 'show ip route 10.99.1.1 json' | grep -q '"installed":true'; }

@@ -20,6 +20,11 @@ import e2elib as e  # noqa: E402
 from e2elib import Failure, check  # noqa: E402,F401
 
 SKIP = 77
+PIMSNMPD = os.environ.get("PIMSNMPD", "pimsnmpd")
+PIMSNMP_FRR = os.environ.get("PIMSNMP_FRR", "pimsnmp-frr")
+# Cadences for a short test: routes soon after kernel events, counters every second.
+FAST_FEEDER = ["--route-delay", "0.2", "--route-min-gap", "1", "--route-period", "5",
+               "--counter-period", "1", "--grace", "30"]
 FRRLAB = os.path.join(HERE, "frrlab.sh")
 FRR_DAEMONS = "/usr/lib/frr"
 NS_PATTERN = re.compile(r"^pst(\d+)-")
@@ -185,3 +190,34 @@ class Lab:
     def table(self, node, port, entry_oid):
         """{column: {index: value}} of one table."""
         return e.columns(self.walk(node, port, entry_oid), entry_oid)
+
+
+class Agent:
+    """snmptrapd, pimsnmpd and pimsnmp-frr in one router's namespace, on loopback there."""
+
+    def __init__(self, lab, router, feeder_args=FAST_FEEDER):
+        env = lab.env
+        self.lab, self.router = lab, router
+        self.trap_port, self.port = e.free_port(), e.free_port()
+        conf = env.write("snmptrapd.conf", "disableAuthorization yes\n")
+        self.trapd = lab.start(router, "snmptrapd", [
+            e.SNMPTRAPD, "-f", "-Lo", "-n", "-C", "-c", conf, "-On", "-F", "TRAP %v\\n",
+            f"udp:127.0.0.1:{self.trap_port}"])
+        self.feed = env.path("feed.sock")
+        agent_conf = env.write("pimsnmpd.conf", "\n".join([
+            "rocommunity public 127.0.0.1",
+            f"trap2sink 127.0.0.1:{self.trap_port} public"]) + "\n")
+        self.pimsnmpd = lab.start(router, "pimsnmpd", [
+            PIMSNMPD, "--feed", f"unix:{self.feed}", "--persistent-dir", env.path("persist"),
+            "--listen", f"udp:127.0.0.1:{self.port}", "--config", agent_conf])
+        env.wait_feed(self.pimsnmpd, self.feed)
+        self.feeder = lab.start(router, "pimsnmp-frr", [
+            PIMSNMP_FRR, "--vty-dir", lab.vty_dir(router), "--feed", f"unix:{self.feed}",
+            *feeder_args])
+
+    def table(self, entry_oid):
+        check(self.feeder.alive(), f"pimsnmp-frr exited:\n{self.feeder.output()}")
+        return self.lab.table(self.router, self.port, entry_oid)
+
+    def document(self):
+        return self.lab.env.document(self.feed)

@@ -16,15 +16,10 @@ Needs root or unprivileged user namespaces (skipped loudly otherwise).
 
 import os
 import signal
-import socket
-import subprocess
 import time
 
 import labharness as h
 from labharness import check, e
-
-PIMSNMPD = os.environ.get("PIMSNMPD", "pimsnmpd")
-PIMSNMP_FRR = os.environ.get("PIMSNMP_FRR", "pimsnmp-frr")
 
 PIM_NEIGHBOR_ENTRY = "1.3.6.1.3.61.1.1.3.1"
 PIM_RPSET_ENTRY = "1.3.6.1.3.61.1.1.6.1"
@@ -57,13 +52,6 @@ def loss_lines(trapd):
             if l.startswith("TRAP ") and e.PIM_NEIGHBOR_LOSS in l]
 
 
-def start_feeder(lab, feed):
-    return lab.start("r4", "pimsnmp-frr", [
-        PIMSNMP_FRR, "--vty-dir", lab.vty_dir("r4"), "--feed", f"unix:{feed}",
-        "--route-delay", "0.2", "--route-min-gap", "1", "--route-period", "5",
-        "--counter-period", "1", "--grace", "30"])
-
-
 def main():
     h.ensure_privileges()
     started = time.monotonic()
@@ -76,19 +64,9 @@ def main():
         stamp("lab up")
         lab.traffic()
 
-        trap_port, agent_port = e.free_port(), e.free_port()
-        conf = env.write("snmptrapd.conf", "disableAuthorization yes\n")
-        trapd = lab.start("r4", "snmptrapd", [
-            e.SNMPTRAPD, "-f", "-Lo", "-n", "-C", "-c", conf, "-On", "-F", "TRAP %v\\n",
-            f"udp:127.0.0.1:{trap_port}"])
-        feed = env.path("feed.sock")
-        agent_conf = env.write("pimsnmpd.conf", "\n".join(
-            ["rocommunity public 127.0.0.1", f"trap2sink 127.0.0.1:{trap_port} public"]) + "\n")
-        pimsnmpd = lab.start("r4", "pimsnmpd", [
-            PIMSNMPD, "--feed", f"unix:{feed}", "--persistent-dir", env.path("persist"),
-            "--listen", f"udp:127.0.0.1:{agent_port}", "--config", agent_conf])
-        env.wait_feed(pimsnmpd, feed)
-        feeder = start_feeder(lab, feed)
+        agent = h.Agent(lab, "r4")
+        agent_port, trapd, feeder, pimsnmpd = agent.port, agent.trapd, agent.feeder, agent.pimsnmpd
+        feed = agent.feed
 
         # Neighbors: r2 and r3 on r4-lan.
         lan = lab.ifindex("r4", "r4-lan")
@@ -171,8 +149,10 @@ def main():
             check(feeder.alive(), f"pimsnmp-frr exited:\n{feeder.output()}")
             limit = (time.monotonic() - restarted + 2) * 100
             if up is None or up >= before or up > limit:
-                raise h.Failure(f"pimNeighborUpTime {up} (before {before}, limit {limit:.0f}); "
-                                f"FRR: {lab.vtysh('r4', 'show ip pim neighbor json')}")
+                doc = agent.document()["vrfs"]["default"]["ipv4"]["pimStatus"]["interfaces"]
+                raise h.Failure(f"pimNeighborUpTime {up} (before {before}, limit {limit:.0f}) "
+                                f"at {time.time():.0f}; document: {doc['r4-lan']}; FRR: "
+                                f"{lab.vtysh('r4', 'show ip pim neighbor json')}")
             return True
         e.wait_for(new_adjacency, 30, "r3's uptime to restart after r4's pimd restart",
                    interval=0.5)
