@@ -7,8 +7,7 @@ of traffic before the first assert). Checks that pimsnmpd in r4's namespace then
 winner's metric preference in pimIpMRouteAssertMetricPref of that (S,G), and that it matches
 FRR's own `show ip pim assert-winner-metric`.
 
-  sudo PIMSNMPD=build/daemon/pimsnmpd PIMSNMP_FRR=build/pimsnmp-frr/pimsnmp-frr \\
-      tests/lab/check_asserts.py
+  sudo tests/lab/check_asserts.py      (binaries from build/, or PIMSNMPD and PIMSNMP_FRR)
 """
 
 import re

@@ -20,8 +20,17 @@ import e2elib as e  # noqa: E402
 from e2elib import Failure, check  # noqa: E402,F401
 
 SKIP = 77
-PIMSNMPD = os.environ.get("PIMSNMPD", "pimsnmpd")
-PIMSNMP_FRR = os.environ.get("PIMSNMP_FRR", "pimsnmp-frr")
+
+
+def _binary(variable, built, installed):
+    """The environment's choice, else the default build directory's, else the installed one."""
+    path = os.path.join(HERE, "..", "..", "build", built)
+    return os.environ.get(variable) or (os.path.abspath(path) if os.path.exists(path)
+                                        else installed)
+
+
+PIMSNMPD = _binary("PIMSNMPD", "daemon/pimsnmpd", "pimsnmpd")
+PIMSNMP_FRR = _binary("PIMSNMP_FRR", "pimsnmp-frr/pimsnmp-frr", "pimsnmp-frr")
 # Cadences for a short test: routes soon after kernel events, counters every second.
 FAST_FEEDER = ["--route-delay", "0.2", "--route-min-gap", "1", "--route-period", "5",
                "--counter-period", "1", "--grace", "30"]
