@@ -106,6 +106,14 @@ void printStatus(const Json& s) {
   const Json& agent = s["agent"];
   if (agent.value("role", "") == "master") {
     std::printf("agent: master on %s\n", agent.value("listen", "").c_str());
+    std::printf("configuration: %s\n",
+                agent.value("config", "").empty() ? "none" : agent.value("config", "").c_str());
+    if (agent.contains("systemGroupContexts")) {
+      std::string contexts = "\"\"";
+      for (const Json& c : agent["systemGroupContexts"]) contexts += " " + c.get<std::string>();
+      std::printf("system group in contexts: %s; vrftrap2sink lines: %zu\n", contexts.c_str(),
+                  agent.value("vrfTrapSinks", size_t{0}));
+    }
   } else {
     std::printf("agent: AgentX subagent of %s (%s)\n", agent.value("agentx", "").c_str(),
                 agent.value("connected", false) ? "connected" : "not connected");

@@ -107,6 +107,8 @@ def master(env):
                "red's system group back")
     check_eq(system_values(env, port, community="public-red")[0], EXPECTED, "red after return")
     check_eq(env.status(feed)["agent"]["systemGroupContexts"], ["red"], "contexts with copies")
+    shown = env.ctl(feed, "status").stdout
+    check('system group in contexts: "" red; vrftrap2sink lines: 0' in shown, shown)
 
     # The sysUpTime.0 of a notification is the agent's uptime at the time it was sent.
     before = uptime(env, port, community="public-red")
