@@ -146,6 +146,8 @@ class Converter:
             elif HEADING.match(line) and indent == 0:
                 flush()
                 level, title = HEADING.match(line).groups()
+                if len(level) <= 2 and "`" not in title:
+                    title = title.upper()  # man's convention; a code name keeps its case
                 self.emit((".SH " if len(level) <= 2 else ".SS ") + quote(self.inline(title)))
                 i += 1
             elif stripped.startswith("|"):
@@ -208,8 +210,14 @@ class Converter:
         # The top heading names the page; what precedes the first section describes it.
         if lines and HEADING.match(lines[0]) and HEADING.match(lines[0]).group(1) == "#":
             lines = lines[1:]
-        while lines and not lines[0].strip():
-            lines = lines[1:]
+        lines = strip_blank(lines)
+        # A page (or the one section it is made of) that opens with a code block opens with
+        # its synopsis.
+        if lines and FENCE.match(lines[0]):
+            end = next((k for k in range(1, len(lines)) if FENCE.match(lines[k])), len(lines))
+            self.emit(".SH SYNOPSIS")
+            self.blocks(lines[:end + 1])
+            lines = strip_blank(lines[end + 1:])
         if lines and not lines[0].startswith("## "):
             self.emit(".SH DESCRIPTION")
         self.blocks(lines)
@@ -218,6 +226,13 @@ class Converter:
                 "\\fB%s\\fR(%s)" % (r[:-1].split("(")[0].replace("-", "\\-"), r[:-1].split("(")[1])
                 for r in see_also))
         return "\n".join(self.out) + "\n"
+
+
+def strip_blank(lines):
+    k = 0
+    while k < len(lines) and not lines[k].strip():
+        k += 1
+    return lines[k:]
 
 
 def quote(text):

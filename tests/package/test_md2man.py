@@ -57,15 +57,20 @@ class Inline(unittest.TestCase):
 
 class Blocks(unittest.TestCase):
     def test_top_heading_names_the_page_and_text_before_sections_describes_it(self):
-        lines = convert("# pimsnmpd(8)\n\nIntro.\n\n## Options\n\nText.\n### Sub\n").splitlines()
+        lines = convert("# pimsnmpd(8)\n\nIntro.\n\n## Options\n\nText.\n### Sub\n## `pimConfig`\n").splitlines()
         self.assertEqual(lines[0], '.TH PIMSNMPD 8 "2026-01-02" "PimSnmp 1.2" "PimSnmp Manual"')
         self.assertEqual(lines[1:3], [".SH NAME", "pimsnmpd \\- an agent"])
-        self.assertEqual(lines[3:], [".SH DESCRIPTION", "Intro.", '.SH "Options"', "Text.",
-                                     '.SS "Sub"'])
+        self.assertEqual(lines[3:], [".SH DESCRIPTION", "Intro.", '.SH "OPTIONS"', "Text.",
+                                     '.SS "Sub"', '.SH "\\fBpimConfig\\fR"'])
 
     def test_a_name_section_of_the_source_gives_way_to_the_generated_one(self):
         lines = convert("# p(8)\n\n\n## Name\n\np \u2014 a page\n\n## Synopsis\n\nText.\n").splitlines()
-        self.assertEqual(lines[3:], ['.SH "Synopsis"', "Text."])
+        self.assertEqual(lines[3:], ['.SH "SYNOPSIS"', "Text."])
+
+    def test_a_leading_code_block_is_the_synopsis(self):
+        lines = convert("\n```\nctl COMMAND\n```\n\nWhat it does.\n").splitlines()
+        self.assertEqual(lines[3:], [".SH SYNOPSIS", ".RS 4", ".nf", "ctl COMMAND", ".fi", ".RE",
+                                     ".SH DESCRIPTION", "What it does."])
 
     def test_code_block_keeps_indentation_and_escapes(self):
         md = "```\npimsnmpd [--state FILE]\n         [--config F] \\\n.dot\n```\n"
