@@ -236,28 +236,32 @@ def exec_start(root):
     return argv
 
 
-def snmp_auth(root):
-    """Credentials from the installed configuration: a v2c community for the default context,
-    else the v3 user with its passphrases."""
-    users, rousers = {}, {}
+def snmp_credentials(root):
+    """Every way the installed configuration grants reading the default context: its v2c
+    communities without a context field and its v3 users, with their passphrases."""
+    creds, users, rousers = [], {}, set()
     for line in open(root + "/etc/pimsnmp/pimsnmpd.conf"):
         words = shlex.split(line, comments=True)
-        if len(words) >= 2 and words[0] == "rocommunity" and len(words) <= 3:
-            return ["-v2c", "-c", words[1]]
-        if len(words) >= 2 and words[0] == "createUser":
+        if not words:
+            continue
+        if words[0] == "rocommunity" and 2 <= len(words) <= 3:
+            creds.append(["-v2c", "-c", words[1]])
+        elif words[0] == "createUser" and len(words) >= 2:
             users[words[1]] = words[2:]
-        if len(words) >= 2 and words[0] == "rouser":
-            rousers[words[1]] = words[2:]
+        elif words[0] == "rouser" and len(words) >= 2:
+            rousers.add(words[1])
     for name, spec in users.items():
         if name not in rousers:
             continue
         if len(spec) >= 4:
-            return ["-v3", "-u", name, "-l", "authPriv", "-a", spec[0], "-A", spec[1],
-                    "-x", spec[2], "-X", spec[3]]
-        if len(spec) >= 2:
-            return ["-v3", "-u", name, "-l", "authNoPriv", "-a", spec[0], "-A", spec[1]]
-        return ["-v3", "-u", name, "-l", "noAuthNoPriv"]
-    raise Failure("the installed configuration grants no read access")
+            creds.append(["-v3", "-u", name, "-l", "authPriv", "-a", spec[0], "-A", spec[1],
+                          "-x", spec[2], "-X", spec[3]])
+        elif len(spec) >= 2:
+            creds.append(["-v3", "-u", name, "-l", "authNoPriv", "-a", spec[0], "-A", spec[1]])
+        else:
+            creds.append(["-v3", "-u", name, "-l", "noAuthNoPriv"])
+    check(creds, "the installed configuration grants no read access")
+    return creds
 
 
 class Notifications:
@@ -316,21 +320,33 @@ def run_daemon(root, tmp, uid, gid):
             wait_for(lambda: os.path.exists(rundir + "/feed.sock") or proc.poll() is not None,
                      20, "the feed socket")
         check(proc.poll() is None, f"pimsnmpd exited {proc.returncode}:\n{output()}")
-        auth = snmp_auth(root)
+        creds = snmp_credentials(root)
+        auth = creds[0]
 
-        # It answers, and serves no VRF: nothing under any of the three MIBs.
-        r = snmp("snmpget", port, auth, PIM_MIB + ".1.1.1.0")
-        check(r.returncode == 0 and re.search(r"No Such (Object|Instance)", r.stdout),
-              f"snmpget on the empty state: {r.stdout}{r.stderr}\n{output()}")
+        # It answers every credential of its configuration (a v3 user's keys live in the
+        # persistent directory, written as pimsnmp), and serves no VRF: nothing under any of
+        # the three MIBs.
+        for a in creds:
+            r = snmp("snmpget", port, a, PIM_MIB + ".1.1.1.0")
+            check(r.returncode == 0 and re.search(r"No Such (Object|Instance)", r.stdout),
+                  f"snmpget {' '.join(a)} on the empty state: {r.stdout}{r.stderr}\n{output()}")
         for root_oid in (PIM_MIB, IPMROUTE_MIB, IPMCAST_MIB):
             r = snmp("snmpwalk", port, auth, root_oid)
             rows = [o for o in parse_varbinds(r.stdout) if o.startswith(root_oid + ".")]
             check(r.returncode == 0 and not rows, f"walk {root_oid}: {r.stdout}{r.stderr}")
-        ctl = subprocess.run([root + "/usr/bin/pimsnmpctl", "-s", rundir + "/feed.sock",
-                              "--json", "dump"], user=uid, group=gid, extra_groups=[],
-                             capture_output=True, text=True, timeout=30)
-        check(ctl.returncode == 0 and '"vrfs":{}' in ctl.stdout.replace(" ", ""),
-              f"pimsnmpctl dump as pimsnmp: {ctl.stdout}{ctl.stderr}")
+        # pimsnmpctl: for the daemon's group only (socket 0660 in a 0750 directory).
+        ctl = lambda *ids: subprocess.run(
+            [root + "/usr/bin/pimsnmpctl", "-s", rundir + "/feed.sock", "--json", "dump"],
+            user=ids[0], group=ids[1], extra_groups=list(ids[2:]), capture_output=True,
+            text=True, timeout=30)
+        nobody = 65534
+        for ids in ((uid, gid), (nobody, nobody, gid)):
+            r = ctl(*ids)
+            check(r.returncode == 0 and '"vrfs":{}' in r.stdout.replace(" ", ""),
+                  f"pimsnmpctl dump as {ids}: {r.stdout}{r.stderr}")
+        r = ctl(nobody, nobody)
+        check(r.returncode != 0 and "vrfs" not in r.stdout,
+              f"pimsnmpctl outside group pimsnmp reached the daemon: {r.stdout}")
 
         # The same setup serves a VRF once the installed state file holds one: the daemon,
         # as user pimsnmp, follows the root-owned file through its group.
