@@ -239,9 +239,9 @@ bool Feeder::resync() {
     logLine("pimsnmpd refused 'dump': " + reply->dump());
     return false;
   }
+  if (*doc != daemon_) logLine("pimsnmpd's document differs from the last one sent: resending");
   daemon_ = std::move(*doc);
   synced_ = true;
-  logLine("synchronized with pimsnmpd's document");
   return true;
 }
 
@@ -297,8 +297,15 @@ TimePoint Feeder::runDue() {
     nextCounters_ = now + o_.counterPeriod;
     changed = true;
   }
+  // pimsnmpd's document may also change without the feeder (its state file re-read, another
+  // client): compare with it again at the reconcile period.
+  if (now >= nextResync_) {
+    if (nextResync_ != TimePoint{}) synced_ = false;
+    nextResync_ = now + o_.routePeriod;
+  }
   if (changed || !synced_) publish();
-  TimePoint next = std::min({nextReconnect_, nextInterfaces_, routes_.due(), nextCounters_});
+  TimePoint next =
+      std::min({nextReconnect_, nextInterfaces_, routes_.due(), nextCounters_, nextResync_});
   if (!o_.kernelOnly) next = std::min(next, nextNeighbors_);
   return next;
 }

@@ -108,7 +108,7 @@ class Feeder {
   std::optional<TimePoint> pimdDownSince_;
   uint64_t patchesSent_ = 0;
 
-  TimePoint nextReconnect_{}, nextNeighbors_{}, nextInterfaces_{}, nextCounters_{};
+  TimePoint nextReconnect_{}, nextNeighbors_{}, nextInterfaces_{}, nextCounters_{}, nextResync_{};
   RouteSchedule routes_;
 };
 

@@ -256,6 +256,20 @@ TEST_F(FeederTest, PimsnmpdRestartGetsTheWholeState) {
   EXPECT_EQ(feed_->document(), feeder().daemonDocument());
 }
 
+TEST_F(FeederTest, DocumentChangedBehindItsBackIsCorrectedAtTheReconcilePeriod) {
+  feeder().runDue();
+  Json changed = feed_->document();
+  changed["vrfs"]["default"]["ipv4"]["pimStatus"]["interfaces"]["r2-lan"]["neighbors"].erase(
+      "10.99.50.3");
+  feed_->load(changed);  // pimsnmpd re-read its state file, say
+  runFor(29000ms);
+  EXPECT_NE(feed_->document(), feeder().daemonDocument());
+  runFor(2000ms);
+  EXPECT_EQ(feed_->document(), feeder().daemonDocument());
+  EXPECT_TRUE(
+      v4(lastPatch())["pimStatus"]["interfaces"]["r2-lan"]["neighbors"].contains("10.99.50.3"));
+}
+
 TEST_F(FeederTest, RefusedPatchIsLoggedAndResynchronized) {
   feeder().runDue();
   feed_->refuseAll(true);
