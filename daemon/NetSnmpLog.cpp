@@ -6,13 +6,15 @@ namespace PimSnmpd {
 
 namespace {
 
-// Lines about files and tools of a stock snmpd installation: pimsnmpd reads only --config, and
-// its persistent directory is its own.
-constexpr std::array<std::string_view, 4> kNotApplicable = {
+// Lines about files and tools of a stock snmpd installation (pimsnmpd reads only --config, and
+// its persistent directory is its own), and a subagent's note on re-reading its configuration
+// while connected (the session stays as it is).
+constexpr std::array<std::string_view, 5> kNotApplicable = {
     "Created directory:",
     "(Config search path:",
     "It's unlikely this agent can serve any useful purpose",
     "Run \"snmpconf",
+    "AgentX session to master agent attempted to be re-opened.",
 };
 constexpr std::string_view kNoAccess = "Warning: no access control information configured.";
 

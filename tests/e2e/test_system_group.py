@@ -3,9 +3,10 @@
 configuration's sysName/sysLocation/sysContact/sysObjectID/sysDescr lines, the same in the
 default context and every served VRF's (v2c and v3), gone with a withdrawn VRF and back with it;
 the sysUpTime.0 a notification carries is the one served. As a subagent pimsnmpd leaves the
-group to its master."""
+group to its master, and keeps its AgentX session across SIGHUP."""
 
 import re
+import signal
 import subprocess
 
 import e2elib as e
@@ -139,6 +140,12 @@ def subagent(env):
     check("edge-7" not in r.stdout, f"the subagent's sysName is served: {r.stdout}")
     # Nothing in the subagent takes the system group's configuration lines.
     check("Unknown token: sysName" in proc.output(), f"sysName ignored:\n{proc.output()}")
+    # SIGHUP re-reads the subagent's configuration; its AgentX session and contexts stay.
+    proc.send_signal(signal.SIGHUP)
+    e.wait_for(lambda: "re-read configuration file" in proc.output(), 5, "subagent reload")
+    check(e.reachable(env, port, e.IPMCAST_MIB, community="public-red"), "red after SIGHUP")
+    check(env.status(feed)["agent"]["connected"], "still connected after SIGHUP")
+    check(" warning: AgentX" not in proc.output(), f"session warnings:\n{proc.output()}")
     check_eq(proc.stop(), 0, "subagent exit code")
     check_eq(snmpd.stop(), 0, "snmpd exit code")
 

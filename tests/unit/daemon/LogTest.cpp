@@ -99,6 +99,7 @@ TEST_F(NetSnmpLogTest, PiecesBecomeOneLineAtTheFirstPiecesPriority) {
 TEST_F(NetSnmpLogTest, AdviceForAStockSnmpdIsDropped) {
   NetSnmpLog l = log();
   l.message(LOG_INFO, "Created directory: /var/lib/pimsnmpd/cert_indexes\n", 0);
+  l.message(LOG_WARNING, "AgentX session to master agent attempted to be re-opened.\n", 0);
   l.message(LOG_WARNING,
             "Warning: no access control information configured.\n"
             "  (Config search path: /etc/snmp:/usr/share/snmp)\n"
