@@ -81,8 +81,12 @@ install(FILES ${PIMSNMP_PACKAGING_DIR}/pimsnmp.sysusers
         DESTINATION lib/sysusers.d RENAME pimsnmp.conf)
 install(FILES ${CMAKE_SOURCE_DIR}/docs/state.schema.json ${PIMSNMP_PACKAGING_DIR}/state.json
         DESTINATION ${CMAKE_INSTALL_DATADIR}/pimsnmp)
-install(FILES ${CMAKE_SOURCE_DIR}/docs/state-document.md ${CMAKE_SOURCE_DIR}/docs/packaging.md
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pimsnmp)
+# The usage pages other directories do not install (pimsnmpd.md and the FRR pages are theirs).
+foreach(doc state-document.md packaging.md mibs.md)
+  if(EXISTS ${CMAKE_SOURCE_DIR}/docs/${doc})
+    install(FILES ${CMAKE_SOURCE_DIR}/docs/${doc} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pimsnmp)
+  endif()
+endforeach()
 
 # Units besides pimsnmpd's (which daemon/ installs) get the same treatment: /usr/bin/ in
 # ExecStart becomes the installation's binary directory.
