@@ -85,10 +85,12 @@ def check_control(deb, files, control_dir):
     under_etc = sorted(p for p in files if p.startswith("/etc/"))
     check_eq(sorted(listed), under_etc, "conffiles (every file under /etc, nothing else)")
     check_eq(sorted(listed), sorted(CONFFILES), "conffiles")
-    for script in ("postinst", "prerm", "postrm"):
-        path = os.path.join(control_dir, script)
-        check(os.stat(path).st_mode & 0o111, f"{script} is not executable")
+    scripts = [os.path.join(control_dir, s) for s in ("postinst", "prerm", "postrm")]
+    for path in scripts:
+        check(os.stat(path).st_mode & 0o111, f"{path} is not executable")
         sh(["sh", "-n", path])
+    if shutil.which("shellcheck"):
+        sh(["shellcheck", "-s", "sh", *scripts])
 
 
 def check_files(files):
