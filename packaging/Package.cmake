@@ -124,7 +124,9 @@ configure_file(${PIMSNMP_PACKAGING_DIR}/deb/conffiles ${pimsnmp_deb_control}/con
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME pimsnmp)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_CONTACT "PimSnmp maintainers <pimsnmp@localhost>")
+set(PIMSNMP_DEB_MAINTAINER "PimSnmp maintainers <pimsnmp@example.org>"
+    CACHE STRING "Maintainer field of the Debian package")
+set(CPACK_PACKAGE_CONTACT "${PIMSNMP_DEB_MAINTAINER}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "SNMP agent for PIM and multicast routing MIBs per VRF")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)

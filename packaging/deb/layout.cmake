@@ -25,3 +25,15 @@ file(COPY_FILE "${src}/pimsnmpd.default" "${root}/etc/default/pimsnmpd")
 file(CHMOD "${root}/etc/pimsnmp/pimsnmpd.conf" "${root}/etc/pimsnmp/state.json"
      PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ)
 file(CHMOD "${root}/etc/default/pimsnmpd" PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+
+# A native package's changelog (Debian policy 12.7), and the modes lintian should not flag.
+set(doc "${root}/usr/share/doc/pimsnmp")
+string(TIMESTAMP when "%a, %d %b %Y %H:%M:%S +0000" UTC)
+file(WRITE "${doc}/changelog"
+     "pimsnmp (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium\n\n"
+     "  * PimSnmp ${CPACK_PACKAGE_VERSION}; the project's history is its git log.\n\n"
+     " -- ${CPACK_PACKAGE_CONTACT}  ${when}\n")
+execute_process(COMMAND gzip -9 -n -f "${doc}/changelog" COMMAND_ERROR_IS_FATAL ANY)
+file(MAKE_DIRECTORY "${root}/usr/share/lintian/overrides")
+file(COPY_FILE "${src}/deb/lintian-overrides" "${root}/usr/share/lintian/overrides/pimsnmp"
+     ONLY_IF_DIFFERENT)

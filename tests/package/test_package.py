@@ -32,6 +32,8 @@ SKIP = 77
 CONFFILES = {"/etc/pimsnmp/pimsnmpd.conf": 0o640, "/etc/pimsnmp/state.json": 0o640,
              "/etc/default/pimsnmpd": 0o644}
 UNIT = "/lib/systemd/system/pimsnmpd.service"
+# Besides /etc, what the package holds that no install() rule installs.
+PACKAGE_ONLY = {"/usr/share/doc/pimsnmp/changelog.gz", "/usr/share/lintian/overrides/pimsnmp"}
 EXPOSURE = 32  # systemd-analyze security threshold, tenths: the unit rates 3.0
 # Usage page -> man page; a page is expected once its source exists.
 MAN_PAGES = {"pimsnmpd.8": "docs/pimsnmpd.md", "pimsnmpctl.8": "docs/pimsnmpd.md",
@@ -120,9 +122,10 @@ def check_install_rules(files, scratch):
             installed.add(os.path.join(d, n)[len(scratch):])
     # The package moves units to /lib/systemd/system (Debian 12's place for them).
     installed = {p.replace("/usr/lib/systemd/system/", "/lib/systemd/system/") for p in installed}
-    packaged = {p for p in files if not p.startswith("/etc/")}
+    packaged = {p for p in files if not p.startswith("/etc/")} - PACKAGE_ONLY
     check_eq(sorted(packaged ^ installed), [], "files in the package but not installed, or the "
              "reverse")
+    check_eq(sorted(PACKAGE_ONLY - set(files)), [], "files only the package holds")
 
 
 def check_man_pages(root):
