@@ -116,7 +116,7 @@ class Converter:
                 if i:
                     self.emit(".br")
                 label = "" if len(header) == 2 else "\\fI" + self.inline(h) + ":\\fR "
-                self.emit(*(protect_line(label + self.inline(v)),))
+                self.emit(protect_line(label + self.inline(v)))
 
     def blocks(self, lines, indent=0):
         """Converts a run of lines; indent > 0 for the body of a list item."""
@@ -275,10 +275,12 @@ def split_row(row):
 
 def sections(md):
     """(title or None, lines) of each '## ' section of md; None for the part before the first."""
-    out = [(None, [])]
+    out, in_code = [(None, [])], False
     for line in md.splitlines():
         h = HEADING.match(line)
-        if h and len(h.group(1)) == 2:
+        if FENCE.match(line):
+            in_code = not in_code
+        if h and len(h.group(1)) == 2 and not in_code:
             out.append((h.group(2).strip("` "), [line]))
         else:
             out[-1][1].append(line)

@@ -113,11 +113,13 @@ class Blocks(unittest.TestCase):
 
 
 class OnlySection(unittest.TestCase):
-    MD = "# p\n\nIntro.\n\n## pimsnmpctl\n\nCtl text.\n\n### Sub\n\nMore.\n\n## Next\n\nNo.\n"
+    MD = ("# p\n\nIntro.\n\n## pimsnmpctl\n\nCtl text.\n\n### Sub\n\nMore.\n```\n## not a heading\n"
+          "```\n\n## Next\n\nNo.\n")
 
     def test_takes_one_section_with_its_subsections(self):
         self.assertEqual(md2man.only_section(self.MD, "pimsnmpctl").split(),
-                         ["Ctl", "text.", "###", "Sub", "More."])
+                         ["Ctl", "text.", "###", "Sub", "More.", "```", "##", "not", "a",
+                          "heading", "```"])
 
     def test_missing_section_is_an_error(self):
         with self.assertRaises(SystemExit):
