@@ -17,7 +17,6 @@ import stat
 import subprocess
 import sys
 import tempfile
-import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
 from e2elib import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, Failure, check, check_eq,  # noqa: E402
