@@ -48,6 +48,16 @@ const VrfAllCommand kRouteGroup[] = {
     {"show ip mroute vrf all json", [](const FrrJson& j, VrfState& v) { v.oil = parseMroute(j); }},
 };
 
+void applyVrfAll(const FrrJson& all, const VrfAllCommand& c,
+                 std::map<std::string, VrfState>& vrfs) {
+  static const FrrJson kNone = FrrJson::object();
+  const auto split = splitVrfs(all);
+  for (auto& [vrf, v] : vrfs) {
+    const auto it = split.find(vrf);
+    c.parse(it == split.end() ? kNone : *it->second, v);
+  }
+}
+
 }  // namespace
 
 int64_t SystemClock::unixSeconds() {
@@ -91,20 +101,25 @@ void Feeder::pimdLost() {
   logLine("pimd is not answering on " + pimd_.path());
 }
 
+void Feeder::pimdAnswered() {
+  pimdAnswered_ = true;
+  // Back after an outage: nothing pimd said before counts, and pimsnmpd gets the whole state.
+  if (pimdDownSince_ || withdrawn_) synced_ = false;
+  pimdDownSince_.reset();
+  withdrawn_ = false;
+  frr_.vrfs.clear();
+  frr_.bsr = {};
+}
+
 void Feeder::reconnect(TimePoint now) {
   if (!o_.kernelOnly) {
     if (!pimd_.connected()) {
       if (pimd_.connect()) {
         logLine("connected to pimd at " + pimd_.path());
-        const bool wasAway = pimdDownSince_.has_value() || withdrawn_;
-        pimdDownSince_.reset();
-        withdrawn_ = false;
-        // Nothing pimd said before counts: poll it all, then send the whole state again.
-        frr_.vrfs.clear();
-        frr_.bsr = {};
+        // pimd counts as back once it answers (pimdAnswered): a stalled pimd still accepts.
+        pimdAnswered_ = false;
         nextInterfaces_ = nextNeighbors_ = now;
-        routes_.now(now);
-        if (wasAway) synced_ = false;
+        routes_.runNow(now);
       } else {
         pimdLost();
       }
@@ -137,6 +152,7 @@ void Feeder::pollInterfaces() {
       }
     }
     if (auto j = pimdJson("show ip pim vrf all interface json")) {
+      if (!pimdAnswered_) pimdAnswered();
       const auto parts = splitVrfs(*j);
       std::erase_if(frr_.vrfs, [&](const auto& v) { return !parts.contains(v.first); });
       for (const auto& [vrf, part] : parts) {
@@ -157,14 +173,7 @@ void Feeder::pollInterfaces() {
         }
       }
       for (const auto& c : kInterfaceGroup) {
-        if (auto all = pimdJson(c.command)) {
-          const auto split = splitVrfs(*all);
-          static const FrrJson kNone = FrrJson::object();
-          for (auto& [vrf, v] : frr_.vrfs) {
-            const auto it = split.find(vrf);
-            c.parse(it == split.end() ? kNone : *it->second, v);
-          }
-        }
+        if (auto all = pimdJson(c.command)) applyVrfAll(*all, c, frr_.vrfs);
       }
       // FRR 8.4 has this for the default VRF only.
       if (auto b = pimdJson("show ip pim bsr json")) frr_.bsr = parseBsr(*b);
@@ -172,20 +181,6 @@ void Feeder::pollInterfaces() {
   }
   readKernelInterfaces();
 }
-
-namespace {
-
-void applyVrfAll(const FrrJson& all, const VrfAllCommand& c,
-                 std::map<std::string, VrfState>& vrfs) {
-  static const FrrJson kNone = FrrJson::object();
-  const auto split = splitVrfs(all);
-  for (auto& [vrf, v] : vrfs) {
-    const auto it = split.find(vrf);
-    c.parse(it == split.end() ? kNone : *it->second, v);
-  }
-}
-
-}  // namespace
 
 void Feeder::pollNeighbors() {
   for (const auto& c : kNeighborGroup) {

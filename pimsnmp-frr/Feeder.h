@@ -48,7 +48,7 @@ class RouteSchedule {
     if (last_ && want < *last_ + minGap_) want = *last_ + minGap_;
     if (want < due_) due_ = want;
   }
-  void now(TimePoint at) { due_ = at; }
+  void runNow(TimePoint at) { due_ = at; }
   TimePoint due() const { return due_; }
 
  private:
@@ -92,6 +92,7 @@ class Feeder {
   std::optional<std::string> pimd(const std::string& command);
   std::optional<FrrJson> pimdJson(const std::string& command);
   void pimdLost();
+  void pimdAnswered();
   Json snapshot();
 
   Options o_;
@@ -105,6 +106,7 @@ class Feeder {
   Json daemon_ = Json::object();
   bool synced_ = false;
   bool withdrawn_ = false;
+  bool pimdAnswered_ = false;
   std::optional<TimePoint> pimdDownSince_;
   uint64_t patchesSent_ = 0;
 

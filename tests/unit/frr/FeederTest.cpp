@@ -36,7 +36,7 @@ class FeederTest : public ::testing::Test {
     PimSnmpFrr::Options o;
     o.vtyDir = dir_;
     o.feedPath = dir_ + "/feed.sock";
-    o.vtyTimeout = 1000ms;
+    o.vtyTimeout = vtyTimeout_;
     o.feedTimeout = 2000ms;
     return o;
   }
@@ -54,6 +54,7 @@ class FeederTest : public ::testing::Test {
   const Json& v4(const Json& doc) { return doc["vrfs"]["default"]["ipv4"]; }
   Json lastPatch() { return feed_->patches().empty() ? Json() : feed_->patches().back(); }
 
+  std::chrono::milliseconds vtyTimeout_ = 1000ms;
   std::string router_;
   std::string dir_;
   bool made_;
@@ -243,6 +244,21 @@ TEST_F(FeederTest, PimdAwayPastTheGraceTimeWithdrawsItsVrfs) {
   runFor(1100ms);
   EXPECT_FALSE(feeder().withdrawn());
   EXPECT_EQ(v4(feed_->document())["pimStatus"]["interfaces"].size(), 2u);
+}
+
+TEST_F(FeederTest, StalledPimdCountsAsAway) {
+  vtyTimeout_ = 50ms;
+  feeder().runDue();
+  // Accepts sessions but never finishes an answer.
+  pimd_.reset();
+  FrrTest::UnixServer stalled(dir_ + "/pimd.vty", '\0',
+                              [](const std::string&) { return std::string("{"); });
+  runFor(5000ms);
+  EXPECT_FALSE(feeder().withdrawn());
+  EXPECT_GT(stalled.requests().size(), 0u);  // sessions were opened and commands sent
+  runFor(7000ms);
+  EXPECT_TRUE(feeder().withdrawn());
+  EXPECT_FALSE(v4(feed_->document()).contains("pimStatus"));
 }
 
 TEST_F(FeederTest, PimsnmpdRestartGetsTheWholeState) {
