@@ -223,15 +223,19 @@ def check_installed(root):
     return uid, gid
 
 
-def exec_start(root):
+def unit_settings(root):
+    """{key: value} of the installed unit (the last one of a key; continuations joined)."""
+    text = open(root + UNIT).read().replace("\\\n", " ")
+    return dict(l.split("=", 1) for l in text.splitlines() if "=" in l and l[:1].isalpha())
+
+
+def exec_start(root, unit):
     """The unit's ExecStart with $PIMSNMPD_OPTS from /etc/default/pimsnmpd, as argv; absolute
     paths moved into the scratch root."""
-    text = open(root + UNIT).read().replace("\\\n", " ")
-    line = next(l for l in text.splitlines() if l.startswith("ExecStart="))
     opts = sh(["sh", "-c", '. "$1"; printf %s "$PIMSNMPD_OPTS"', "sh",
                root + "/etc/default/pimsnmpd"]).stdout
     argv = []
-    for word in shlex.split(line[len("ExecStart="):]):
+    for word in shlex.split(unit["ExecStart"]):
         if word == "$PIMSNMPD_OPTS":
             argv += shlex.split(opts)
         else:
@@ -294,16 +298,23 @@ def snmp(tool, port, auth, *oids):
     return r
 
 
-def run_daemon(root, tmp, uid, gid):
+def run_daemon(root, tmp):
+    """Starts the installed daemon as the unit would (its user and group, its runtime
+    directory, its command line) and queries it; returns the unit's uid and gid."""
+    unit = unit_settings(root)
+    check_eq(unit.get("Type"), "notify", "the unit's Type")
+    uid, gid = int(user_entry(root, "passwd", unit["User"])[2]), \
+        int(user_entry(root, "group", unit["Group"])[2])
     port = free_port()
     # What an operator does: the listening address goes into /etc/default/pimsnmpd.
     with open(root + "/etc/default/pimsnmpd", "a") as f:
         f.write(f'PIMSNMPD_OPTS="--listen udp:127.0.0.1:{port}"\n')
-    argv = exec_start(root)
+    argv = exec_start(root, unit)
     check(argv[0] == root + "/usr/bin/pimsnmpd", f"ExecStart runs {argv[0]}")
-    # RuntimeDirectory=pimsnmpd, mode 0750, owned by the unit's user.
-    rundir = root + "/run/pimsnmpd"
-    os.makedirs(rundir, mode=0o750)
+    # What systemd makes of RuntimeDirectory=: owned by the unit's user, with its mode.
+    rundir = root + "/run/" + unit["RuntimeDirectory"]
+    os.makedirs(rundir)
+    os.chmod(rundir, int(unit["RuntimeDirectoryMode"], 8))
     os.chown(rundir, uid, gid)
     notify = Notifications(os.path.join(tmp, "notify.sock"))
     binary = open(argv[0], "rb").read()
@@ -368,6 +379,7 @@ def run_daemon(root, tmp, uid, gid):
         if proc.poll() is None:
             proc.kill()
             proc.wait()
+    return uid, gid
 
 
 def check_upgrade_and_remove(root, deb, uid, gid):
@@ -433,7 +445,7 @@ def main():
         uid, gid = check_installed(root)
         check_man_pages(root)
         check_unit(root)
-        run_daemon(root, tmp, uid, gid)
+        check_eq(run_daemon(root, tmp), (uid, gid), "the unit's user and group")
         check_upgrade_and_remove(root, deb, uid, gid)
         check_purged(root, uid)
         check_eq(open("/etc/passwd").read(), host_users, "the host's users (must not change)")
