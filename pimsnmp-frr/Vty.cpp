@@ -1,17 +1,11 @@
 #include "pimsnmp-frr/Vty.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <sstream>
-#include <vector>
 
 #include "pimsnmp-frr/Log.h"
+#include "pimsnmp-frr/UnixStream.h"
 
 namespace PimSnmpFrr {
 namespace {
@@ -30,11 +24,7 @@ std::string withoutVrf(std::string_view command) {
   return out;
 }
 
-int msLeft(std::chrono::steady_clock::time_point deadline) {
-  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-      deadline - std::chrono::steady_clock::now());
-  return left.count() < 0 ? 0 : static_cast<int>(left.count());
-}
+constexpr std::string_view kTrailerStart("\0\0\0", 3);
 
 }  // namespace
 
@@ -62,20 +52,8 @@ void VtyClient::close() {
 }
 
 bool VtyClient::connect() {
-  if (fd_ >= 0) return true;
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  if (path_.size() >= sizeof addr.sun_path) return false;
-  std::memcpy(addr.sun_path, path_.c_str(), path_.size() + 1);
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (fd < 0) return false;
-  // A Unix stream connect completes or fails at once (EAGAIN: backlog full, retried later).
-  if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-    ::close(fd);
-    return false;
-  }
-  fd_ = fd;
-  return true;
+  if (fd_ < 0) fd_ = connectUnix(path_);
+  return fd_ >= 0;
 }
 
 std::optional<VtyReply> VtyClient::run(std::string_view command) {
@@ -84,48 +62,25 @@ std::optional<VtyReply> VtyClient::run(std::string_view command) {
     return std::nullopt;
   }
   if (!connect()) return std::nullopt;
-  const auto deadline = std::chrono::steady_clock::now() + timeout_;
+  const Deadline deadline = std::chrono::steady_clock::now() + timeout_;
   auto fail = [&](const char* why) -> std::optional<VtyReply> {
-    logLine(std::string(why) + " on " + path_ + " ('" + std::string(command) +
-            "'): session closed");
+    logLine(path_ + " ('" + std::string(command) + "'): " + why + "; session closed");
     close();
     return std::nullopt;
   };
-
   std::string out(command);
   out.push_back('\0');
-  size_t sent = 0;
-  while (sent < out.size()) {
-    const ssize_t n = ::send(fd_, out.data() + sent, out.size() - sent, MSG_NOSIGNAL);
-    if (n > 0) {
-      sent += static_cast<size_t>(n);
-      continue;
-    }
-    if (n < 0 && errno != EAGAIN && errno != EINTR) return fail("write failed");
-    pollfd p{fd_, POLLOUT, 0};
-    if (::poll(&p, 1, msLeft(deadline)) == 0) return fail("no answer in time");
-  }
-
+  if (const char* why = sendAll(fd_, out, deadline)) return fail(why);
   std::string in;
-  std::vector<char> buf(1 << 16);
   for (;;) {
-    const ssize_t n = ::recv(fd_, buf.data(), buf.size(), 0);
-    if (n > 0) {
-      in.append(buf.data(), static_cast<size_t>(n));
-      if (in.size() >= 4 && in.compare(in.size() - 4, 3, std::string_view("\0\0\0", 3)) == 0) {
-        VtyReply reply;
-        reply.status = static_cast<unsigned char>(in.back());
-        in.resize(in.size() - 4);
-        reply.text = std::move(in);
-        return reply;
-      }
-      continue;
-    }
-    if (n == 0) return fail("daemon closed the vty");
-    if (errno != EAGAIN && errno != EINTR) return fail("read failed");
-    pollfd p{fd_, POLLIN, 0};
-    if (::poll(&p, 1, msLeft(deadline)) == 0) return fail("no answer in time");
+    if (const char* why = receiveSome(fd_, in, deadline)) return fail(why);
+    if (in.size() >= 4 && in.compare(in.size() - 4, 3, kTrailerStart) == 0) break;
   }
+  VtyReply reply;
+  reply.status = static_cast<unsigned char>(in.back());
+  in.resize(in.size() - 4);
+  reply.text = std::move(in);
+  return reply;
 }
 
 }  // namespace PimSnmpFrr
