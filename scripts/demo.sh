@@ -32,7 +32,7 @@ grep -q "createUser pimsnmp SHA \"$demo_auth\" AES \"$demo_priv\"" "$run/pimsnmp
 }
 printf 'disableAuthorization yes\n' >"$run/snmptrapd.conf"
 
-mibs="-M +$PWD/packaging/mibs -m PIMSNMP-DISPLAY-MIB"
+mibs="-M +$PWD/packaging/mibs -m PIMSNMP-PIM-MIB:PIMSNMP-IPMROUTE-MIB:PIMSNMP-IPMCAST-MIB"
 a="127.0.0.1:$port"
 cat <<EOT
 
