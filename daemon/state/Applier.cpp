@@ -222,6 +222,10 @@ class Sync {
     std::vector<std::pair<Ent::Ptr<Sm::Route>, Ent::Ptr<Sm::Intf>>> routeIntfs;
     std::vector<std::pair<Ent::Ptr<Sm::Route>, Ent::Ptr<const Sm::UpstreamInfo>>> upstreams;
     std::vector<std::tuple<Ent::Ptr<PlatformState::FibTable>, OifIndex, IntfId>> oifs;
+    // FIB routes as they were before they lost the parked OIFs.
+    std::vector<std::tuple<Ent::Ptr<PlatformState::FibTable>,
+                           Routing::Multicast::Fib::IpGenRouteKey, Shtab::Multicast::Fib::Route>>
+        fibRoutes;
   };
 
   // Costs a pass over every route table: renumbering an interface is rare. Each record is
@@ -244,6 +248,25 @@ class Sync {
         if (std::find(ids.begin(), ids.end(), intf) != ids.end()) {
           p.oifs.emplace_back(table, index, intf);
         }
+      }
+      if (first == p.oifs.size()) continue;
+      // Routes forwarding out of the interface lose it first (the agent builds next hops from
+      // the routes' OIF bits), then the mapping goes.
+      std::vector<std::pair<Routing::Multicast::Fib::IpGenRouteKey, Shtab::Multicast::Fib::Route>>
+          using_;
+      for (const auto& [key, route] : table->route()) {
+        for (size_t i = first; i < p.oifs.size(); ++i) {
+          if (route.oif(std::get<1>(p.oifs[i]))) {
+            using_.emplace_back(key, route);
+            break;
+          }
+        }
+      }
+      for (const auto& [key, route] : using_) {
+        p.fibRoutes.emplace_back(table, key, route);
+        Shtab::Multicast::Fib::Route without = route;
+        for (size_t i = first; i < p.oifs.size(); ++i) without.oifIs(std::get<1>(p.oifs[i]), false);
+        table->routeIs(key, without);
       }
       for (size_t i = first; i < p.oifs.size(); ++i) table->oifIndexIntfDel(std::get<1>(p.oifs[i]));
     }
@@ -283,6 +306,13 @@ class Sync {
   static void unpark(const Parked& p) {
     for (const auto& [intf, nbr] : p.neighbors) intf->activeNeighborIs(nbr);
     for (const auto& [table, index, id] : p.oifs) table->oifIndexIntfIs(index, id);
+    for (const auto& [table, key, route] : p.fibRoutes) {
+      // The counters may have moved meanwhile: only the OIFs come back.
+      Shtab::Multicast::Fib::Route with = route;
+      const Shtab::Multicast::Fib::Route now = table->route(key);
+      with.countersIs(now.packets(), now.bytes());
+      table->routeIs(key, with);
+    }
     for (const auto& [route, up] : p.upstreams) route->upstreamInfoIs(up);
     for (const auto& [route, intf] : p.routeIntfs) route->routeIntfIs(intf);
     for (const auto& [status, intf] : p.pimIntfs) status->pimIntfIs(intf);

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -18,6 +19,7 @@
 #include "daemon/state/PlatformState.h"
 #include "daemon/state/StateDocument.h"
 #include "platform/Clock/Clock.h"
+#include "tests/unit/state_doc/AgentRows.h"
 #include "tests/unit/state_doc/RecordsDump.h"
 #include "tests/unit/state_doc/StateDocTestUtil.h"
 
@@ -102,7 +104,7 @@ class PatchMaker {
     if (chance(0.25)) p["interfaces"] = interfaces();
     if (chance(0.9)) {
       Json vrfs = Json::object();
-      for (int n = 1 + pick(2); n > 0; --n) vrfs[oneOf(kVrfs)] = chance(0.05) ? Json() : vrf();
+      for (int n = 1 + pick(2); n > 0; --n) vrfs[oneOf(kVrfs)] = chance(0.01) ? Json() : vrf();
       p["vrfs"] = vrfs;
     }
     if (chance(0.02)) p["bogus"] = 1;
@@ -114,7 +116,9 @@ class PatchMaker {
   static constexpr const char* kVrfs[] = {"default", "red", "blue"};
   static constexpr const char* kRoutes[] = {"10.1.1.1,239.1.1.1", "*,239.1.1.1",
                                             "10.1.1.2,239.2.2.2", "10.9.9.9,239.77.9.9"};
-  static constexpr const char* kNeighbors[] = {"10.0.0.2", "10.0.0.3", "10.0.0.1"};
+  // Host parts of neighbors; each interface has its own subnet, as pimNeighborTable is indexed
+  // by address alone (one neighbor address on two interfaces would be one row).
+  static constexpr const char* kNeighbors[] = {"2", "3", "1"};
   static constexpr const char* kGroups[] = {"224.0.0.0/4", "239.0.0.0/8"};
   static constexpr const char* kRps[] = {"10.0.0.9", "10.0.0.8"};
 
@@ -145,14 +149,14 @@ class PatchMaker {
 
   Json vrf() {
     Json v = Json::object();
-    v["ipv4"] = maybeNull(0.03, [&] { return family(); });
+    v["ipv4"] = maybeNull(0.01, [&] { return family(); });
     return v;
   }
 
   Json family() {
     Json f = Json::object();
     auto input = [&](const char* name, auto make) {
-      if (chance(0.2)) f[name] = maybeNull(0.15, make);
+      if (chance(0.2)) f[name] = maybeNull(0.03, make);
     };
     input("pimConfig", [&] { return Json{{"joinPruneInterval", chance(0.05) ? -1 : pick(100)}}; });
     input("pimStatus", [&] { return pimStatus(); });
@@ -166,7 +170,9 @@ class PatchMaker {
       });
       return Json{{"candidateBsrs", cbsr}};
     });
-    for (const char* rp : {"candidateRpStatus", "staticRpStatus"}) input(rp, [&] { return rps(); });
+    // One RP address per source: pimRPSetTable has one row for a (group, RP) that both list.
+    input("candidateRpStatus", [&] { return rps(kRps[0]); });
+    input("staticRpStatus", [&] { return rps(kRps[1]); });
     input("mfibConfig", [&] { return Json{{"routing", chance(0.5)}}; });
     if (chance(0.4)) f["routes"] = maybeNull(0.05, [&] { return routes(); });
     if (chance(0.3)) f["fib"] = maybeNull(0.05, [&] { return fib(); });
@@ -184,7 +190,7 @@ class PatchMaker {
         if (chance(0.6)) intf["address"] = "10.0." + std::to_string(i) + ".1/24";
         if (chance(0.5)) {
           Json nbrs = Json::object();
-          nbrs[oneOf(kNeighbors)] = maybeNull(0.4, [&] {
+          nbrs["10.0." + std::to_string(i) + "." + oneOf(kNeighbors)] = maybeNull(0.4, [&] {
             Json nbr = Json::object();
             if (chance(0.5)) nbr["holdTime"] = pick(200);
             if (chance(0.1)) nbr["created"] = Json();
@@ -199,11 +205,11 @@ class PatchMaker {
     return s;
   }
 
-  Json rps() {
+  Json rps(const char* address) {
     Json groups = Json::object();
     groups[oneOf(kGroups)] = maybeNull(0.2, [&] {
       Json set = Json::object();
-      set[oneOf(kRps)] = maybeNull(0.3, [&] {
+      set[address] = maybeNull(0.3, [&] {
         Json rp = Json::object();
         if (chance(0.5)) rp["holdTime"] = pick(300);
         if (chance(0.1)) rp["expiry"] = Json();
@@ -284,6 +290,19 @@ class AtomicUpdatesTest : public ::testing::Test {
     const auto r = PimSnmpd::applyText(doc, doc_.dump(), fresh);
     EXPECT_TRUE(r.ok) << describe(r.errors);
     return recordsDump(fresh);
+  }
+
+  // The rows a fresh agent serves over fresh records of the current document (no other agent
+  // may be up: they would share net-snmp's registrations).
+  StateDocTest::Rows freshRows() {
+    auto root = Ent::make<Ent::Dir>("fresh");
+    PlatformState fresh(root);
+    Document doc;
+    const auto r = PimSnmpd::applyText(doc, doc_.dump(), fresh);
+    EXPECT_TRUE(r.ok) << describe(r.errors);
+    StateDocTest::Agent agent(root, fresh, clock_);
+    agent.settle(60);
+    return agent.rows();
   }
 
   // Asserts that `patch` is refused at `path` and changes nothing.
@@ -387,30 +406,42 @@ TEST_F(AtomicUpdatesTest, AFailureInsideTheRecordsTakesTheWholeUpdateBack) {
 
 TEST_F(AtomicUpdatesTest, ARenumberedInterfaceLeavesAndReturnsInEveryRecord) {
   load(StateDocTest::kBaseDocument);
+  auto agent = std::make_unique<StateDocTest::Agent>(root_, state_, clock_);
+  agent->settle(60);
+  const StateDocTest::Rows before = agent->rows();
   StateDocTest::Watcher w;
   w.watch("pimStatus",
           state_.pimGlobalStatus(Lanet::AddressFamily::ipv4)->vrfStatus(L3::VrfName("red")));
+  w.watch("pimIntf", state_.pimGlobalStatus(Lanet::AddressFamily::ipv4)
+                         ->vrfStatus(L3::VrfName("red"))
+                         ->pimIntf(Lanet::IntfId("Ethernet1")));
   w.watch("route",
           state_.routeTable(Lanet::AddressFamily::ipv4, L3::VrfName("red"))
               ->route()
               .find(*PimSnmpd::parseRouteKey("10.0.2.5,239.1.1.1", Lanet::AddressFamily::ipv4)));
   w.watch("fib", state_.fibTable(Lanet::AddressFamily::ipv4, L3::VrfName("red")));
-  const auto r = PimSnmpd::applyPatch(
-      doc_, Json::parse(R"({"interfaces":{"Ethernet1":{"ifIndex":42}}})"), state_);
+  const Json renumber = Json::parse(R"({"interfaces":{"Ethernet1":{"ifIndex":42}}})");
+  const auto r = PimSnmpd::applyPatch(doc_, renumber, state_);
   ASSERT_TRUE(r.ok) << describe(r.errors);
-  // The PIM interface, the route's interface and the OIF mapping each went and came back.
+  // Each record naming Ethernet1 went and came back: the PIM interface, its two neighbors,
+  // the route's interface, the OIF mapping and the FIB route forwarding out of it.
   const std::vector<std::string> log = w.take();
-  for (const char* label : {"pimStatus:", "route:", "fib:"}) {
+  for (const auto& [label, times] : {std::pair{"pimStatus:", 2}, std::pair{"pimIntf:", 4},
+                                     std::pair{"route:", 2}, std::pair{"fib:", 4}}) {
     EXPECT_EQ(std::count_if(log.begin(), log.end(),
                             [&](const std::string& l) { return l.rfind(label, 0) == 0; }),
-              2)
+              times)
         << label;
   }
   EXPECT_EQ(recordsDump(state_), freshRecords());
-  // Renumbering nothing is no change at all.
-  ASSERT_TRUE(PimSnmpd::applyPatch(
-                  doc_, Json::parse(R"({"interfaces":{"Ethernet1":{"ifIndex":42}}})"), state_)
-                  .ok);
+  // Every row that named ifIndex 1 names 42 now, as a fresh agent's do.
+  agent->settle(60);
+  const StateDocTest::Rows after = agent->rows();
+  agent.reset();
+  EXPECT_EQ(StateDocTest::rowDifferences(after, freshRows()), "");
+  EXPECT_NE(StateDocTest::rowDifferences(before, after), "");
+  // Renumbering to the same ifIndex is no change at all.
+  ASSERT_TRUE(PimSnmpd::applyPatch(doc_, renumber, state_).ok);
   EXPECT_TRUE(w.take().empty());
 }
 
@@ -422,8 +453,10 @@ TEST_F(AtomicUpdatesTest, RandomPatchSequencesAreAllOrNothing) {
            "vrfs": {"default": {"ipv4": {"pimConfig": {}, "pimStatus": {}, "bsrConfig": {},
                                          "bsrStatus": {}, "candidateRpStatus": {},
                                          "staticRpStatus": {}, "mfibConfig": {}}}}})");
+  auto agent = std::make_unique<StateDocTest::Agent>(root_, state_, clock_);
   PatchMaker maker(seed);
   size_t accepted = 0;
+  size_t servedRows = 0;
   for (size_t step = 0; step < steps; ++step) {
     clock_->stepTo(1000.0 + static_cast<double>(step));
     const Json patch = maker.patch();
@@ -441,11 +474,21 @@ TEST_F(AtomicUpdatesTest, RandomPatchSequencesAreAllOrNothing) {
     }
     if (step % 500 == 499 || step + 1 == steps) {
       ASSERT_EQ(recordsDump(state_), freshRecords()) << "step " << step;
+      // The rows the agent came to by following every change are those of a fresh agent over
+      // fresh records of the document; then a new agent follows the next stretch.
+      agent->settle(60);
+      const StateDocTest::Rows live = agent->rows();
+      agent.reset();
+      const StateDocTest::Rows fresh = freshRows();
+      ASSERT_EQ(StateDocTest::rowDifferences(live, fresh), "") << "step " << step;
+      agent = std::make_unique<StateDocTest::Agent>(root_, state_, clock_);
+      servedRows += live.size();
     }
   }
-  // Both outcomes must be common for the sequence to test anything.
+  // Both outcomes must be common for the sequence to test anything, and rows must be served.
   EXPECT_GT(accepted, steps / 5);
   EXPECT_LT(accepted, steps - steps / 5);
+  EXPECT_GT(servedRows, 100u);
 }
 
 }  // namespace

@@ -1,0 +1,230 @@
+#include "tests/unit/state_doc/AgentRows.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include "PimSnmp/PimSnmpAgent/NeighborLossNotifier.h"
+#include "platform/Snmp/MibContext.h"
+#include "platform/SnmpUtil/AgentHost.h"
+
+namespace StateDocTest {
+
+namespace {
+
+// The contexts the tests' documents use, each reached by its own v2c community.
+constexpr const char* kContexts[] = {"", "red", "blue"};
+
+struct Host {
+  std::string dir;
+  int port = 0;
+  std::unique_ptr<Snmp::AgentHost> agent;
+};
+std::unique_ptr<Host> host;
+
+int freeUdpPort() {
+  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  socklen_t len = sizeof a;
+  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+  close(fd);
+  return ntohs(a.sin_port);
+}
+
+std::string community(const std::string& context) {
+  return context.empty() ? "public" : "public-" + context;
+}
+
+Host& theHost() {
+  if (host) return *host;
+  host = std::make_unique<Host>();
+  char tmpl[] = "/tmp/pimsnmp-state-doc-XXXXXX";
+  host->dir = mkdtemp(tmpl) ? tmpl : "/tmp";
+  {
+    std::ofstream conf(host->dir + "/agent.conf");
+    for (const char* c : kContexts) {
+      conf << "rocommunity " << community(c) << " 127.0.0.1"
+           << (*c ? std::string(" .1 ") + c : std::string()) << "\n";
+    }
+  }
+  for (int attempt = 0; attempt < 5 && !host->agent; ++attempt) {
+    host->port = freeUdpPort();
+    Snmp::AgentHostOptions o;
+    o.appName = "pimsnmp-state-doc-test";
+    o.listen = "udp:127.0.0.1:" + std::to_string(host->port);
+    o.configFile = host->dir + "/agent.conf";
+    o.persistentDir = host->dir + "/persist";
+    o.persistState = false;
+    o.log = Snmp::AgentHostOptions::Log::off;
+    auto agent = std::make_unique<Snmp::AgentHost>(o);
+    if (agent->init()) host->agent = std::move(agent);
+  }
+  return *host;
+}
+
+class HostEnvironment : public ::testing::Environment {
+  void TearDown() override {
+    if (!host) return;
+    if (host->agent) host->agent->shutdown();
+    std::error_code ec;
+    std::filesystem::remove_all(host->dir, ec);
+    host.reset();
+  }
+};
+[[maybe_unused]] ::testing::Environment* const environment =
+    ::testing::AddGlobalTestEnvironment(new HostEnvironment);
+
+// Neighbor losses are not what these tests look at.
+class Quiet : public Routing::Pim::SnmpAgent::NeighborLossNotifier {
+ public:
+  void pimNeighborLossNotify(int32_t, Lanet::IpAddr, const std::string&) override {}
+};
+Quiet quiet;
+
+// One GETBULK in `context`; the response's varbinds, or none when nothing came back.
+std::vector<netsnmp_variable_list*> bulk(Host& h, const std::string& context,
+                                         const std::vector<oid>& from, netsnmp_pdu** keep) {
+  netsnmp_session s;
+  snmp_sess_init(&s);
+  s.version = SNMP_VERSION_2c;
+  const std::string peer = "udp:127.0.0.1:" + std::to_string(h.port);
+  const std::string name = community(context);
+  s.peername = const_cast<char*>(peer.c_str());
+  s.community = reinterpret_cast<u_char*>(const_cast<char*>(name.c_str()));
+  s.community_len = name.size();
+  s.retries = 0;
+  s.timeout = 1000000;
+  netsnmp_pdu* response = nullptr;
+  s.callback = [](int op, netsnmp_session*, int, netsnmp_pdu* p, void* magic) {
+    if (op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) {
+      *static_cast<netsnmp_pdu**>(magic) = snmp_clone_pdu(p);
+    }
+    return 1;
+  };
+  s.callback_magic = &response;
+  netsnmp_session* ss = snmp_open(&s);
+  netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_GETBULK);
+  pdu->non_repeaters = 0;
+  pdu->max_repetitions = 50;
+  snmp_add_null_var(pdu, from.data(), from.size());
+  if (!ss || snmp_send(ss, pdu) == 0) snmp_free_pdu(pdu);
+  // The agent's loop serves both ends.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
+  while (ss && !response && std::chrono::steady_clock::now() < deadline) h.agent->runOnce(0.01);
+  if (ss) snmp_close(ss);
+  *keep = response;
+  std::vector<netsnmp_variable_list*> out;
+  for (auto* v = response ? response->variables : nullptr; v; v = v->next_variable) {
+    out.push_back(v);
+  }
+  return out;
+}
+
+std::string oidText(const oid* name, size_t length) {
+  std::string out;
+  for (size_t i = 0; i < length; ++i) out += "." + std::to_string(name[i]);
+  return out;
+}
+
+std::string valueText(const netsnmp_variable_list& v) {
+  std::string out = std::to_string(v.type) + " ";
+  if (v.type == ASN_OCTET_STR || v.type == ASN_IPADDRESS) {
+    for (size_t i = 0; i < v.val_len; ++i) out += fmt::format("{:02x}", v.val.string[i]);
+  } else if (v.type == ASN_COUNTER64) {
+    out += std::to_string((uint64_t{v.val.counter64->high} << 32) | v.val.counter64->low);
+  } else if (v.val.integer != nullptr && v.val_len == sizeof(long)) {
+    out += std::to_string(*v.val.integer);
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string rowDifferences(const Rows& a, const Rows& b) {
+  std::string out;
+  int shown = 0;
+  auto show = [&](char sign, const std::string& key, const std::string& value) {
+    if (shown++ < 12) out += fmt::format("\n  {} {} = {}", sign, key, value);
+  };
+  for (const auto& [key, value] : a) {
+    auto it = b.find(key);
+    if (it == b.end() || it->second != value) show('-', key, value);
+  }
+  for (const auto& [key, value] : b) {
+    auto it = a.find(key);
+    if (it == a.end() || it->second != value) show('+', key, value);
+  }
+  return out;
+}
+
+Agent::Agent(Ent::Ptr<Ent::Dir> root, PimSnmpd::PlatformState& state, Ent::Ptr<Plat::Clock> clock)
+    : root_(std::move(root)),
+      clock_(std::move(clock)),
+      status_(Ent::make<Snmp::Status>()),
+      tree_(state, status_, clock_) {
+  theHost();
+  Routing::Pim::SnmpAgent::neighborLossNotifierIs(&quiet);
+  tree_.bringUp();
+  status_->initializedIs(true);
+}
+
+Agent::~Agent() {
+  tree_.tearDown();
+  Routing::Pim::SnmpAgent::neighborLossNotifierIs(nullptr);
+}
+
+void Agent::settle(double seconds) {
+  auto manual = Ent::ptrCast<Plat::ManualClock>(clock_);
+  for (double t = 0; manual && t < seconds; t += 1) manual->stepTo(manual->now() + 1);
+}
+
+Rows Agent::rows() {
+  Host& h = theHost();
+  Rows out;
+  if (!h.agent) return out;
+  for (const std::string& context : Snmp::mibContexts()->contexts()) {
+    for (const std::vector<oid>& root :
+         {std::vector<oid>{1, 3, 6, 1, 3, 61}, std::vector<oid>{1, 3, 6, 1, 2, 1, 83},
+          std::vector<oid>{1, 3, 6, 1, 2, 1, 168}}) {
+      std::vector<oid> at = root;
+      for (bool more = true; more;) {
+        netsnmp_pdu* response = nullptr;
+        const auto vars = bulk(h, context, at, &response);
+        more = !vars.empty();
+        for (const netsnmp_variable_list* v : vars) {
+          const bool inside = v->name_length >= root.size() &&
+                              std::equal(root.begin(), root.end(), v->name) &&
+                              v->type != SNMP_ENDOFMIBVIEW;
+          if (!inside) {
+            more = false;
+            break;
+          }
+          at.assign(v->name, v->name + v->name_length);
+          if (v->type == ASN_TIMETICKS) continue;
+          out[context + "|" + oidText(v->name, v->name_length)] = valueText(*v);
+        }
+        if (response) snmp_free_pdu(response);
+      }
+    }
+  }
+  return out;
+}
+
+}  // namespace StateDocTest
