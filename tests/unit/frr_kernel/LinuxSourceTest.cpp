@@ -1,6 +1,7 @@
 // The Linux source against a real kernel: a private network namespace where the test itself
 // plays the multicast routing daemon (an mroute socket with VIFs and MFC entries), so dumps,
-// VIFs, mc_forwarding and notifications are the kernel's own. Needs root; skipped otherwise.
+// VIFs, mc_forwarding and notifications are the kernel's own. Needs root or user namespaces;
+// skipped otherwise.
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
@@ -13,6 +14,7 @@
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,7 +37,37 @@ namespace {
     }                                                                    \
   } while (0)
 
+void writeFile(const char* path, const std::string& text) {
+  std::FILE* f = std::fopen(path, "w");
+  REQUIRE(f && std::fputs(text.c_str(), f) >= 0 && std::fclose(f) == 0, "{}: {}", path,
+          std::strerror(errno));
+}
+
+// Without root, a user namespace first: its root may then own a network namespace.
+bool enterUserNamespace() {
+  if (::geteuid() == 0) return true;
+  const uid_t uid = ::geteuid();
+  const gid_t gid = ::getegid();
+  if (::unshare(CLONE_NEWUSER) != 0) return false;
+  writeFile("/proc/self/setgroups", "deny");
+  writeFile("/proc/self/uid_map", fmt::format("0 {} 1", uid));
+  writeFile("/proc/self/gid_map", fmt::format("0 {} 1", gid));
+  return true;
+}
+
+// Whether this process may make a private network namespace (root, or user namespaces).
+bool canMakeNetns() {
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    std::_Exit(enterUserNamespace() && ::unshare(CLONE_NEWNET | CLONE_NEWNS) == 0 ? 0 : 1);
+  }
+  int status = 1;
+  ::waitpid(pid, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
 void privateNetns() {
+  REQUIRE(enterUserNamespace(), "user namespace: {}", std::strerror(errno));
   REQUIRE(::unshare(CLONE_NEWNET | CLONE_NEWNS) == 0, "unshare: {}", std::strerror(errno));
   // /sys shows the mounter's namespace: mount a fresh one, privately.
   REQUIRE(::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "{}",
@@ -154,7 +186,7 @@ void liveChecks() {
 }
 
 TEST(LinuxSource, RealKernelInPrivateNamespace) {
-  if (::geteuid() != 0) GTEST_SKIP() << "needs root for a private network namespace";
+  if (!canMakeNetns()) GTEST_SKIP() << "needs root or user namespaces for a private netns";
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(liveChecks(), testing::ExitedWithCode(0), "");
 }
@@ -177,7 +209,7 @@ void overflowChecks() {
 }
 
 TEST(LinuxSource, OverflowReadsAsChangeAndRecovers) {
-  if (::geteuid() != 0) GTEST_SKIP() << "needs root for a private network namespace";
+  if (!canMakeNetns()) GTEST_SKIP() << "needs root or user namespaces for a private netns";
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(overflowChecks(), testing::ExitedWithCode(0), "");
 }
