@@ -242,4 +242,40 @@ void FixtureVrf::generatedRoutesIs(size_t n) {
   }
 }
 
+void FixtureVrf::generatedTablesIs(size_t n) {
+  PimMib& m = *vrf_.store;
+  const L3::VrfName vrf(vrf_.vrf);
+  generatedRoutesIs(n);
+  ifMib_->ifIndexByIntfIdIs(IntfId(std::string("Ethernet4")), 4);
+  const IpGenAddr source = addr("172.16.0.1");
+  auto rp = Ent::make<Routing::Pim::RpCandidate>(addr("10.9.9.9"));
+  rp->holdTimeIs(150);
+  rp->expiryTimeIs(now_ + 30);
+  auto bsrConfig = Ent::make<Routing::Pim::Bsr::Config>(vrf);
+  const uint32_t mask24 = maskFromLength(24);
+  for (size_t i = 1; i <= n; ++i) {
+    const auto u = static_cast<uint32_t>(i);
+    const auto ifIndex = static_cast<int32_t>(100 + i);
+    nextHopIs({source, IpGenAddr::v4(0xE8000000u | (u & 0xFFFFFF))}, 4, "Ethernet4", true, false);
+
+    const std::string name = "gen" + std::to_string(i);
+    auto intf = Ent::make<Routing::Pim::Intf>(IntfId(name));
+    intf->addressIs(IpGenAddr::v4(0x0B000000u | u), 8);
+    intf->modeIs(Routing::Pim::modeSparse);
+    intf->helloIntervalIs(30);
+    intf->jpIntervalIs(60);
+    m.pimInterfaceTableIs(ifIndex, intf, bsrStatus_);
+    neighborIs(ifIndex, IpGenAddr::v4(0x0A400000u | u));
+
+    // Groups 224.0.1.0/24 upwards, one /24 per row.
+    const IpGenAddr group = IpGenAddr::v4(0xE0000000u + (u << 8));
+    m.pimRPSetTableIs(PimRPSetEntryIndex(1, group, mask24, addr("10.9.9.9")),
+                      Routing::Pim::rpTypeBsr, rp);
+    m.pimCandidateRPTableIs(PimCandidateRPEntryIndex(group, mask24), rp);
+    m.pimComponentTableIs(ifIndex, bsrStatus_, bsrConfig);
+    m.ipMRouteInterfaceTableIs(ifIndex);
+    m.ipMcastInterfaceTableIs({::Snmp::InetVersion::ipv4, ifIndex});
+  }
+}
+
 }  // namespace TestAgent

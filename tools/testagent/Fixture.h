@@ -40,6 +40,10 @@ class FixtureVrf {
   // `n` IPv4 (S,G) routes (172.16.0.1, 232.x.y.z), x.y.z counting from 0.0.1, in the three
   // route tables, with FIB counters; for table-walk measurements.
   void generatedRoutesIs(size_t n);
+  // `n` generated rows in every one of the thirteen tables: the routes above, one forwarding
+  // next hop each (on ifIndex 4), and n interfaces, neighbors, RP-set, candidate-RP and
+  // component rows, for per-table cost measurements.
+  void generatedTablesIs(size_t n);
 
   // A route in pimIpMRouteTable and ipMRouteTable (IPv4 only) and ipMcastRouteTable, with
   // its FIB counters, upstream `iif` (empty: none) and RPF neighbor.

@@ -2,10 +2,12 @@
 // stores filled with fixture records, for end-to-end tests and the table-walk benchmark.
 //
 //   pimsnmp-testagent --port N [--config FILE] [--persistent-dir DIR] [--contexts]
-//                     [--routes N] [--bare] [--reference] [--control] [--trace SETTING]
+//                     [--routes N] [--table-rows N] [--bare] [--reference] [--control] [--trace
+//                     SETTING]
 //                     [--debug TOKENS] [--neighbor-loss-delay S] [--neighbor-loss-disabled REASON]
 //
-// --routes N adds N generated IPv4 routes to the default VRF; --bare leaves out its fixture
+// --routes N adds N generated IPv4 routes to the default VRF; --table-rows N adds N generated
+// rows to each of its thirteen tables (the routes included); --bare leaves out its fixture
 // rows (only the generated routes); --reference also registers the stock yardstick tables of
 // the walk benchmark (ReferenceTable.h) over the default VRF's ipMcastRouteTable.
 //
@@ -45,6 +47,7 @@ struct Options {
   std::string persistentDir;
   bool contexts = false;
   size_t routes = 0;
+  size_t tableRows = 0;
   bool bare = false;
   bool reference = false;
   bool control = false;
@@ -59,7 +62,8 @@ struct Options {
   std::fprintf(stderr,
                "pimsnmp-testagent: %s\n"
                "usage: pimsnmp-testagent --port N [--config FILE] [--persistent-dir DIR]\n"
-               "         [--contexts] [--routes N] [--bare] [--reference] [--control]\n"
+               "         [--contexts] [--routes N] [--table-rows N] [--bare] [--reference]\n"
+               "         [--control]\n"
                "         [--trace SETTING]\n"
                "         [--debug TOKENS] [--neighbor-loss-delay S]\n"
                "         [--neighbor-loss-disabled REASON]\n",
@@ -85,6 +89,8 @@ Options parse(int argc, char** argv) {
       o.contexts = true;
     } else if (a == "--routes") {
       o.routes = std::strtoul(value().c_str(), nullptr, 10);
+    } else if (a == "--table-rows") {
+      o.tableRows = std::strtoul(value().c_str(), nullptr, 10);
     } else if (a == "--bare") {
       o.bare = true;
     } else if (a == "--reference") {
@@ -105,6 +111,7 @@ Options parse(int argc, char** argv) {
     }
   }
   if (o.port <= 0 || o.port > 65535) usage("--port is required");
+  if (o.routes > 0 && o.tableRows > 0) usage("--routes and --table-rows generate the same routes");
   return o;
 }
 
@@ -158,6 +165,7 @@ int main(int argc, char** argv) {
                        .first->second;
       if (!o.bare) def.fillDefault();
       def.generatedRoutesIs(o.routes);
+      if (o.tableRows > 0) def.generatedTablesIs(o.tableRows);
       agent.registerAll("default");
       if (o.contexts) {
         auto& red =
