@@ -10,7 +10,8 @@ in r4's namespace and everything is checked through SNMP:
 - the receiver behind r4 leaving removes those rows;
 - r2's pimd stopping raises pimNeighborLoss for 10.99.50.2 at snmptrapd;
 - r4's own pimd restarting is survived: the feeder reconnects and serves the new adjacency
-  (r3's uptime starts again).
+  (r3's uptime starts again);
+- FRR answered every command the feeder sent.
 
 Needs root or unprivileged user namespaces (skipped loudly otherwise).
 """
@@ -157,6 +158,12 @@ def main():
         check(neighbors() == {"10.99.50.3": lan}, f"neighbors after the restart: {neighbors()}")
         check(agent.pimsnmpd.alive(), f"pimsnmpd exited:\n{agent.pimsnmpd.output()}")
         stamp("pimd restart survived")
+
+        # Every command the feeder sends is one this FRR answers: a refused one leaves part
+        # of the state unread without any visible symptom in the tables checked above.
+        refused = sorted({l.split(": ", 1)[-1] for l in agent.feeder.output().splitlines()
+                          if "failed (status" in l})
+        check(not refused, f"FRR refused the feeder's commands: {refused}")
 
 
 if __name__ == "__main__":
