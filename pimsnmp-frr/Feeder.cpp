@@ -133,9 +133,15 @@ void Feeder::reconnect(TimePoint now) {
       withdrawn_ = true;
     }
   }
-  if (!o_.feedPath.empty() && !feed_.alive() && feed_.connect()) {
-    logLine("connected to pimsnmpd at " + feed_.path());
-    synced_ = false;
+  if (!o_.feedPath.empty() && !feed_.alive()) {
+    if (feed_.connect()) {
+      logLine("connected to pimsnmpd at " + feed_.path());
+      synced_ = false;
+      feedAwayLogged_ = false;
+    } else if (!feedAwayLogged_) {
+      logLine("pimsnmpd is not listening at " + feed_.path() + "; retrying");
+      feedAwayLogged_ = true;
+    }
   }
 }
 

@@ -107,6 +107,7 @@ class Feeder {
   bool synced_ = false;
   bool withdrawn_ = false;
   bool pimdAnswered_ = false;
+  bool feedAwayLogged_ = false;
   std::optional<TimePoint> pimdDownSince_;
   uint64_t patchesSent_ = 0;
 
