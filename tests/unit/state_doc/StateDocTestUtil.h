@@ -89,7 +89,11 @@ inline std::string describe(const PimSnmpd::ValidationErrors& errors) {
 }
 
 inline std::string readFile(const std::string& relativeToRepo) {
+#ifdef PIMSNMP_SOURCE_DIR
+  const std::filesystem::path repo(PIMSNMP_SOURCE_DIR);
+#else
   const auto repo = std::filesystem::path(__FILE__).parent_path() / ".." / ".." / "..";
+#endif
   std::ifstream in(repo / relativeToRepo);
   std::stringstream s;
   s << in.rdbuf();
