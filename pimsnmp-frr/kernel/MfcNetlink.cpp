@@ -97,8 +97,8 @@ std::optional<MfcEntry> parseMfcRoute(std::span<const uint8_t> payload, std::str
   MfcEntry entry;
   entry.table = route.rtm_table;
   bool hasGroup = false;
-  auto attrs = payload.subspan(
-      NLMSG_ALIGN(sizeof(rtmsg)) <= payload.size() ? NLMSG_ALIGN(sizeof(rtmsg)) : payload.size());
+  static_assert(sizeof(rtmsg) % 4 == 0, "attributes follow rtmsg without padding");
+  const auto attrs = payload.subspan(sizeof(rtmsg));
   for (size_t off = 0; off < attrs.size();) {
     const size_t len = recordAt<uint16_t>(attrs, off, sizeof(rtattr), "route attribute", reason);
     if (len == 0) return std::nullopt;
@@ -166,8 +166,7 @@ MfcDumpReader::Status MfcDumpReader::feed(std::span<const uint8_t> datagram) {
         recordAt<uint32_t>(datagram, off, sizeof(nlmsghdr), "netlink message", reason);
     if (len == 0) return refuse(std::move(reason));
     const auto header = load<nlmsghdr>(datagram, off);
-    const auto payload =
-        datagram.subspan(off + NLMSG_HDRLEN, len - std::min<size_t>(len, NLMSG_HDRLEN));
+    const auto payload = datagram.subspan(off + NLMSG_HDRLEN, len - NLMSG_HDRLEN);
     off += align4(len);
     if (header.nlmsg_seq != seq_) {
       ++skipped_;
