@@ -21,13 +21,22 @@ using Counters = McastCommonMrouteCounterHelper::MrouteCounterHelper::Counters;
 
 Counters routeCounters(const RouteEntryBase& e) {
   if (!e.route() || !e.pimMib()) return {};
-  Ent::Ptr<const McastCommonMrouteCounterHelper::MrouteCounterHelper> helper =
-      pimSnmpHelpers()->mrouteCounterHelper(e.af());
+  const Ent::Ptr<PimSnmpHelpers> singleton = pimSnmpHelpers();
+  const PimSnmpHelpers::CounterHelperColl& helpers = singleton->mrouteCounterHelper();
+  const Lanet::AddressFamily af = e.af();
+  if (e.fibRouteBound()) {
+    if (!helpers.contains(af)) return {};
+    const RouteEntryBase::FibRoute* fib = e.fibRoute();
+    return fib ? Counters{fib->packets(), fib->bytes()} : Counters{};
+  }
+  Ent::Ptr<const McastCommonMrouteCounterHelper::MrouteCounterHelper> helper = helpers.find(af);
   if (!helper) return {};
   return helper->counters(L3::VrfName(e.pimMib()->name()), pimRouteKeyToMfibKey(e.route()->key()));
 }
 
 }  // namespace
+
+const RouteEntryBase::FibRoute RouteEntryBase::kNoFibRoute;
 
 Lanet::AddressFamily RouteEntryBase::af() const {
   return route_ ? route_->key().af() : Lanet::AddressFamily::unknown;

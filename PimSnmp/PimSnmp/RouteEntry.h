@@ -17,6 +17,7 @@
 #include "platform/Lanet/IntfId.h"
 #include "platform/Lanet/IpGenAddr.h"
 #include "platform/Routing/Pim/SparseMode/Route.h"
+#include "platform/Shtab/Multicast/Fib/Route.h"
 #include "platform/Snmp/InetAddress.h"
 
 namespace Routing::Pim::Snmp {
@@ -27,6 +28,7 @@ class PimMib;
 class RouteEntryBase : public Ent::RefCounted {
  public:
   using Route = SparseMode::Route;
+  using FibRoute = ::Shtab::Multicast::Fib::Route;
 
   RouteEntryBase(Ent::Ptr<const Route> route, Ent::Ptr<const IntfSnmp::IfMib> ifMib,
                  const PimMib* pimMib)
@@ -50,13 +52,26 @@ class RouteEntryBase : public Ent::RefCounted {
   uint64_t pkts() const;
   uint64_t octets() const;
 
+  // The FIB entry the counters are read from, bound by the route's writer so that a read
+  // costs no look-up by VRF and key. The writer keeps it current: it rebinds whenever the
+  // entry comes, goes or is replaced, and unbinds before it stops following the FIB. Bound
+  // to null, the FIB has no entry for the route and the counters read 0; unbound, they come
+  // from the family's counter helper. Either way no helper for the family means 0.
+  bool fibRouteBound() const { return fibRoute_ != nullptr; }
+  const FibRoute* fibRoute() const { return fibRoute_ == &kNoFibRoute ? nullptr : fibRoute_; }
+  void fibRouteIs(const FibRoute* entry) { fibRoute_ = entry ? entry : &kNoFibRoute; }
+  void fibRouteDel() { fibRoute_ = nullptr; }
+
  private:
   friend class PimMib;
   void pimMibIs(const PimMib* pimMib) { pimMib_ = pimMib; }
 
+  static const FibRoute kNoFibRoute;
+
   Ent::Ptr<const Route> route_;
   Ent::Ptr<const IntfSnmp::IfMib> ifMib_;
   const PimMib* pimMib_;
+  const FibRoute* fibRoute_ = nullptr;  // null: unbound; &kNoFibRoute: bound, no entry
 };
 
 // ipMRouteTable row (IPv4 only).

@@ -44,6 +44,8 @@ MrouteSm::MrouteSm(Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
 MrouteSm::~MrouteSm() {
   // Rows stay in the store; only the followers go, and none of them may act meanwhile.
   isDeletingIs(true);
+  // Nothing keeps the rows' FIB entries current from here on.
+  for (const auto& [key, rx] : route_) fibRouteUnbind(key);
   clock_.reset();
   reviewTimer_.reset();
   timer_.reset();
@@ -69,7 +71,14 @@ void MrouteSm::RxRouteStatus::onChange(const Ent::Change& change) {
 }
 
 void MrouteSm::RxMfibShtabStatus::onChange(const Ent::Change& change) {
-  if (owner_->isDeleting() || !change.key) return;
+  if (!change.key) return;
+  if (owner_->isDeleting()) {
+    // Nothing is reconciled now, but no row may keep reading an entry that may have left.
+    if (change.attr == FibStatus::attrRoute) {
+      owner_->fibRouteUnbind(mfibKeyToPimRouteKey(change.keyAs<MfibRouteKey>()));
+    }
+    return;
+  }
   switch (change.attr) {
     case FibStatus::attrRoute:
       owner_->handleMfibRoute(change.keyAs<MfibRouteKey>());
@@ -304,8 +313,8 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
   // before its route ends here): the route's other rows only exist beside its
   // ipMcastRouteTable row, so the FIB look-up and the deletions are skipped.
   const bool rows = row != nullptr;
-  const FibRoute fibRoute =
-      route || rows ? mfibShtabStatus()->route(pimRouteKeyToMfibKey(key)) : FibRoute();
+  const FibRoute* const fibEntry = route || rows ? fibRouteFind(key) : nullptr;
+  const FibRoute fibRoute = fibEntry ? *fibEntry : FibRoute();
 
   // Rows read their route record live, so a row left on an old record (a replacement that
   // raised no event) is rebuilt rather than kept.
@@ -348,6 +357,9 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
     row = pimMib_->ipMcastRouteTableIs(route, ifMib_, mcastIndex);
     made = true;
   }
+  // Every reconciliation rebinds the counter columns: this is where a FIB entry that came,
+  // went or was replaced is seen.
+  row->fibRouteIs(fibEntry);
   if (v4) {
     // The other two rows only exist beside the ipMcastRouteTable row: beside one made just now
     // there are none to look up.
@@ -355,10 +367,12 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
       TRACE8("Add Pim Mroute entry for {}", key);
       pimMib_->pimIpMrouteTableIs(pimIndex, route);
     }
-    if (made || !pimMib_->ipMRouteTable(pimIndex)) {
+    Ent::Ptr<Snmp::IpMRouteEntry> mroute = made ? nullptr : pimMib_->ipMRouteTable(pimIndex);
+    if (!mroute) {
       TRACE8("Add Mroute entry for {}", key);
-      pimMib_->ipMRouteTableIs(route, ifMib_, pimIndex);
+      mroute = pimMib_->ipMRouteTableIs(route, ifMib_, pimIndex);
     }
+    mroute->fibRouteIs(fibEntry);
   }
   RxRoute& rx = routeIs(route);
   rx.mcastRow_ = row;
@@ -389,6 +403,25 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
   reviewedIntfIdDelAll();
   reviewedIs(rx, true);
   return &rx;
+}
+
+const MrouteSm::FibRoute* MrouteSm::fibRouteFind(const RouteKey& key) const {
+  const FibStatus::RouteMap& fib = mfibShtabStatus()->route();
+  auto it = fib.find(pimRouteKeyToMfibKey(key));
+  return it == fib.end() ? nullptr : &it->second;
+}
+
+void MrouteSm::fibRouteUnbind(const RouteKey& key) {
+  // Rows of the other family are another machine's.
+  if (key.source.af() != af_) return;
+  if (Ent::Ptr<IpMcastRouteEntry> row =
+          pimMib_->ipMcastRouteTable(IpMcastRouteEntryIndex::fromRouteKey(key))) {
+    row->fibRouteDel();
+  }
+  if (af_ != Lanet::AddressFamily::ipv4) return;
+  if (auto row = pimMib_->ipMRouteTable(Snmp::pimIpMrouteEntryIndexFromRouteKey(key))) {
+    row->fibRouteDel();
+  }
 }
 
 void MrouteSm::removeRouteEntries(const RouteKey& key, IpMcastRouteEntry& row,

@@ -247,6 +247,11 @@ class MrouteSm : public Ent::Entity {
   void routeIntfUpdate(RxRoute& rx, const Lanet::IntfId& intfId);
   double now() const;
 
+  // The FIB entry of a route (null when the FIB has none). Entries stay put in their map
+  // until erased, which notifies this machine.
+  const FibRoute* fibRouteFind(const RouteKey& key) const;
+  // Leaves the counter columns of the route's rows to the counter helper.
+  void fibRouteUnbind(const RouteKey& key);
   // Removes the rows of a route whose ipMcastRouteTable row is `row`, next hops first.
   void removeRouteEntries(const RouteKey& key, Snmp::IpMcastRouteEntry& row,
                           const FibRoute& fibRoute);

@@ -99,14 +99,18 @@ void FixtureVrf::routeIs(const RouteKey& key, const IntfId& iif, const IpGenAddr
 
   Shtab::Multicast::Fib::Route fibRoute;
   fibRoute.countersIs(packets, bytes);
-  fib(key.af()).routeIs(Routing::Pim::pimRouteKeyToMfibKey(key), fibRoute);
+  const auto fibKey = Routing::Pim::pimRouteKeyToMfibKey(key);
+  fib(key.af()).routeIs(fibKey, fibRoute);
+  // The counter columns read the entry directly, as the agent's route machine binds them.
+  const auto* fibEntry = &fib(key.af()).route().find(fibKey)->second;
 
   PimMib& m = *vrf_.store;
   if (key.af() == Lanet::AddressFamily::ipv4) {
     m.pimIpMrouteTableIs(pimIpMrouteEntryIndexFromRouteKey(key), route);
-    m.ipMRouteTableIs(route, ifMib_, pimIpMrouteEntryIndexFromRouteKey(key));
+    m.ipMRouteTableIs(route, ifMib_, pimIpMrouteEntryIndexFromRouteKey(key))->fibRouteIs(fibEntry);
   }
-  m.ipMcastRouteTableIs(route, ifMib_, IpMcastRouteEntryIndex::fromRouteKey(key));
+  m.ipMcastRouteTableIs(route, ifMib_, IpMcastRouteEntryIndex::fromRouteKey(key))
+      ->fibRouteIs(fibEntry);
 }
 
 bool FixtureVrf::routeDel(const RouteKey& key) {
