@@ -62,7 +62,7 @@ WALK_TARGET, GET_TARGET = 1.2, 1.5
 
 
 class Agent:
-    def __init__(self, binary, rows, callgrind):
+    def __init__(self, binary, rows, callgrind, cache_sim=False):
         self.dir = tempfile.mkdtemp(prefix="tablebench-")
         conf = os.path.join(self.dir, "agent.conf")
         with open(conf, "w") as f:
@@ -75,6 +75,7 @@ class Agent:
         self.cg_out = os.path.join(self.dir, "cg.out")
         if callgrind:
             cmd = ["valgrind", "--tool=callgrind", "--instr-atstart=no",
+                   f"--cache-sim={'yes' if cache_sim else 'no'}",
                    f"--callgrind-out-file={self.cg_out}"] + cmd
         self.proc = subprocess.Popen(cmd, env=env, stdout=subprocess.PIPE,
                                      stderr=open(os.path.join(self.dir, "log"), "w"), text=True)
@@ -88,8 +89,9 @@ class Agent:
         subprocess.run(["callgrind_control", *args, str(self.proc.pid)], check=True,
                        stdout=subprocess.DEVNULL)
 
-    def instructions_since_zero(self):
-        """Dumps the counts since the last zeroing; returns the dump's total instructions."""
+    def events_since_zero(self):
+        """Dumps the counts since the last zeroing; returns the dump's totals by event name
+        (Ir, and with the cache simulation D1mr, DLmr, ...)."""
         self.control("-d")
         self.dumps += 1
         path = f"{self.cg_out}.{self.dumps}"
@@ -97,11 +99,14 @@ class Agent:
             if os.path.exists(path):
                 break
             time.sleep(0.1)
+        names = []
         with open(path) as f:
             for line in f:
-                m = re.match(r"(?:summary|totals):\s+(\d+)", line)
-                if m:
-                    return int(m.group(1))
+                if line.startswith("events:"):
+                    names = line.split()[1:]
+                m = re.match(r"(?:summary|totals):\s+([\d ]+)", line)
+                if m and names:
+                    return dict(zip(names, (int(x) for x in m.group(1).split())))
         sys.exit(f"no totals in {path}")
 
     def stop(self):
@@ -168,12 +173,14 @@ class Table:
         return requests * GET_VARBINDS
 
 
-def measure(binary, rows, runs, callgrind, seed):
-    agent = Agent(binary, rows, callgrind)
+def measure(binary, rows, runs, callgrind, seed, only=None, cache_sim=False):
+    agent = Agent(binary, rows, callgrind, cache_sim)
     try:
         rng = random.Random(seed)
         tables = []
         for name, root in TABLES:
+            if only and name not in only:
+                continue
             columns, suffixes = discover(agent.client, root, rows)
             tables.append(Table(name, root, columns, suffixes, rng))
         results = {(t.name, k): [] for t in tables for k in KINDS}
@@ -188,7 +195,12 @@ def measure(binary, rows, runs, callgrind, seed):
                         agent.control("-z")
                         n = (t.walk_once(agent.client, True) if kind == "walk"
                              else t.gets(agent.client, CALLGRIND_GETS))
-                        results[(t.name, kind)].append(agent.instructions_since_zero() / n)
+                        events = agent.events_since_zero()
+                        results[(t.name, kind)].append(events["Ir"] / n)
+                        if cache_sim:
+                            misses = {e: round(v / n, 1) for e, v in events.items() if "m" in e}
+                            print(f"   {t.name} {kind}: {events['Ir'] / n:.0f} Ir/vb, "
+                                  f"misses/vb {misses}", flush=True)
                         continue
                     cpu0 = cpu_seconds(agent.proc.pid)
                     n = 0
@@ -218,6 +230,8 @@ def report(results, sizes, columns, callgrind):
              "|---|---:|---:|---:|---:|---:|---:|---:|"]
     worst = {k: (0.0, "") for k in KINDS}
     for name, _ in TABLES:
+        if name not in columns:
+            continue
         cells = [name, str(columns[name])]
         for kind in KINDS:
             a = results[small][(name, kind)]
@@ -244,6 +258,9 @@ def main():
     ap.add_argument("--sizes", default="1000,100000")
     ap.add_argument("--callgrind", action="store_true")
     ap.add_argument("--seed", type=int, default=1)
+    ap.add_argument("--tables", help="comma-separated table names (default: all)")
+    ap.add_argument("--cache-sim", action="store_true",
+                    help="with --callgrind: simulate the caches and print misses per varbind")
     ap.add_argument("--benchmarks", help="BENCHMARKS.md to write the section to")
     ap.add_argument("--command", default="bench/run_table_bench.sh")
     args = ap.parse_args()
@@ -256,7 +273,9 @@ def main():
     for rows in sizes:
         print(f"-- {rows} rows per table, {args.runs} runs"
               f"{' under callgrind' if args.callgrind else ''}", flush=True)
-        results[rows], columns = measure(args.agent, rows, args.runs, args.callgrind, args.seed)
+        only = set(args.tables.split(",")) if args.tables else None
+        results[rows], columns = measure(args.agent, rows, args.runs, args.callgrind, args.seed,
+                                         only, args.cache_sim)
     table = report(results, sizes, columns, args.callgrind)
     print()
     print(table)
