@@ -24,6 +24,11 @@ class CounterBindingTest : public MrouteFixture {
     Snmp::pimSnmpHelpers()->mrouteCounterHelperDel(AddressFamily::ipv4);
   }
 
+  // A joined route on Ethernet2 whose FIB entry counts `packets` and `bytes`.
+  void countedRouteIs(const RouteKey& k, uint64_t packets, uint64_t bytes) {
+    intfIs(k, 2, true);
+    fibCountersIs(k, packets, bytes);
+  }
   void fibCountersIs(const RouteKey& k, uint64_t packets, uint64_t bytes, int oif = 1) {
     Fib::Route r;
     r.oifIs(Fib::OifIndex(static_cast<uint16_t>(oif - 1)));
@@ -62,8 +67,7 @@ class CounterBindingTest : public MrouteFixture {
 };
 
 TEST_F(CounterBindingTest, RowsFollowTheirFibEntryReplacedRemovedAndReAdded) {
-  intfIs(kSG, 2, true);
-  fibCountersIs(kSG, 5, 500);
+  countedRouteIs(kSG, 5, 500);
   startAndReview();
   expectBoundTo(kSG, fibEntry(kSG));
   expectCounters(kSG, 5, 500);
@@ -101,10 +105,8 @@ TEST_F(CounterBindingTest, RouteArrivingAfterItsFibEntryIsBound) {
 }
 
 TEST_F(CounterBindingTest, EntriesStayBoundWhenTheFibGrowsAndOtherEntriesGo) {
-  intfIs(kSG, 2, true);
-  intfIs(kOther, 2, true);
-  fibCountersIs(kSG, 5, 500);
-  fibCountersIs(kOther, 6, 600);
+  countedRouteIs(kSG, 5, 500);
+  countedRouteIs(kOther, 6, 600);
   startAndReview();
   // Enough entries to rehash the FIB's map several times over.
   for (uint32_t i = 1; i <= 5000; ++i) {
@@ -121,8 +123,7 @@ TEST_F(CounterBindingTest, EntriesStayBoundWhenTheFibGrowsAndOtherEntriesGo) {
 }
 
 TEST_F(CounterBindingTest, NoHelperForTheFamilyReadsZeroEvenWhenBound) {
-  intfIs(kSG, 2, true);
-  fibCountersIs(kSG, 5, 500);
+  countedRouteIs(kSG, 5, 500);
   startAndReview();
   Snmp::pimSnmpHelpers()->mrouteCounterHelperDel(AddressFamily::ipv4);
   EXPECT_TRUE(mcastRow(kSG)->fibRouteBound());
@@ -131,10 +132,8 @@ TEST_F(CounterBindingTest, NoHelperForTheFamilyReadsZeroEvenWhenBound) {
 }
 
 TEST_F(CounterBindingTest, MachineGoneOrGoingLeavesTheRowsToTheHelper) {
-  intfIs(kSG, 2, true);
-  intfIs(kOther, 2, true);
-  fibCountersIs(kSG, 5, 500);
-  fibCountersIs(kOther, 6, 600);
+  countedRouteIs(kSG, 5, 500);
+  countedRouteIs(kOther, 6, 600);
   startAndReview();
 
   // While the machine is being deleted it reconciles nothing, but an entry that changes is
@@ -158,8 +157,7 @@ TEST_F(CounterBindingTest, MachineGoneOrGoingLeavesTheRowsToTheHelper) {
 }
 
 TEST_F(CounterBindingTest, RowsLeavingTheStoreReadZero) {
-  intfIs(kSG, 2, true);
-  fibCountersIs(kSG, 5, 500);
+  countedRouteIs(kSG, 5, 500);
   startAndReview();
   auto row = mcastRow(kSG);
   auto mroute = mrouteRow(kSG);
