@@ -22,6 +22,7 @@
 
 #include "daemon/AgentTree.h"
 #include "daemon/Communities.h"
+#include "daemon/ContextLookup.h"
 #include "daemon/ConfigFile.h"
 #include "daemon/FeedServer.h"
 #include "daemon/FileWatcher.h"
@@ -109,6 +110,7 @@ struct Daemon::Impl {
   std::unique_ptr<FeedServer> feed;
   std::unique_ptr<FileWatcher> watcher;
   std::unique_ptr<CommunityMapper> communities;
+  std::unique_ptr<ContextLookup> contextLookup;
   std::unique_ptr<SystemGroup> systemGroup;
   std::unique_ptr<NetSnmpLog> netsnmpLog;
   SdNotify notifier{getenv("NOTIFY_SOCKET")};
@@ -193,9 +195,16 @@ struct Daemon::Impl {
     h.debugTokens = options.snmpDebug;
     host = std::make_unique<Snmp::AgentHost>(std::move(h));
     if (!options.communityPrefix.empty()) {
+      auto backend = netsnmpCommunityBackend(options.communitySource);
+      if (!backend) {
+        Log::error(
+            "--community-source {}: not an IPv4 address, address/length, address/mask or "
+            "default",
+            options.communitySource);
+        return false;
+      }
       communities = std::make_unique<CommunityMapper>(
-          Snmp::mibContexts(), options.communityPrefix, options.communitySource,
-          [](const std::string& line) { return netsnmpConfigure(line); });
+          Snmp::mibContexts(), options.communityPrefix, std::move(*backend));
     }
     const bool master = options.role == Options::Role::master;
     // The system group, the snmpEngine objects and the per-VRF sinks' directive must be
@@ -211,6 +220,7 @@ struct Daemon::Impl {
     }
     // Contexts registered while the agent came up (the VRF trackers react to `initialized`).
     if (communities) communities->syncAll();
+    contextLookup = std::make_unique<ContextLookup>(Snmp::mibContexts(), communities.get(), master);
     if (master) {
       systemGroup = std::make_unique<SystemGroup>(Snmp::mibContexts());
       systemGroup->syncAll();
@@ -284,6 +294,7 @@ struct Daemon::Impl {
     pollerRegistered = false;
     // Every context is withdrawn while the agent still runs, so that an AgentX master is told.
     if (tree) tree->tearDown();
+    contextLookup.reset();
     communities.reset();
     systemGroup.reset();
     VrfTrapSinks::clear();
@@ -516,6 +527,7 @@ struct Daemon::Impl {
                                                                 : "public");
     const std::string source(!sourceArg.empty() ? sourceArg : options.communitySource);
     Json lines = Json::array();
+    for (const std::string& line : sharedCommunityLines()) lines.push_back(line);
     Json skipped = Json::array();
     for (const std::string& context : Snmp::mibContexts()->contexts()) {
       if (auto l = communityLine(prefix, source, context)) {

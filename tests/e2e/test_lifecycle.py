@@ -85,8 +85,10 @@ def main():
               f"feed refusal: {r.stderr}")
         e.wait_tables(env, feed, "red", {"ipMcastRouteTable": 1})
         r = env.ctl(feed, "communities", "ro", "10.0.0.0/8")
-        check_eq(r.stdout.splitlines(), ["rocommunity ro 10.0.0.0/8",
-                                         "rocommunity ro-red 10.0.0.0/8 .1 red"], "communities")
+        check_eq(r.stdout.splitlines()[-2:], ["com2sec pimsnmpVrf 10.0.0.0/8 ro",
+                                              "com2sec -Cn red pimsnmpVrf 10.0.0.0/8 ro-red"],
+                 "communities")
+        check("access pimsnmpVrf \"\" any noauth prefix" in r.stdout, f"shared lines: {r.stdout}")
 
         # A second daemon cannot take the live socket.
         r = run(env, [e.PIMSNMPD, "--feed", f"unix:{feed}", "--listen",

@@ -1,0 +1,122 @@
+#include "daemon/ContextLookup.h"
+
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+
+#include <net-snmp/agent/agent_callbacks.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "daemon/Communities.h"
+
+// net-snmp's list of contexts; declared by no installed header.
+extern "C" {
+extern subtree_context_cache* context_subtrees;
+void clear_lookup_cache(void);
+}
+
+namespace PimSnmpd {
+namespace {
+
+int accessCheckInitial(int, int, void* serverArg, void* clientArg) {
+  auto* self = static_cast<ContextLookup*>(clientArg);
+  const auto* parms = static_cast<view_parameters*>(serverArg);
+  const netsnmp_pdu* pdu = parms ? parms->pdu : nullptr;
+  if (!self || !pdu) return SNMPERR_SUCCESS;
+  const bool communityBased = pdu->version == SNMP_VERSION_1 || pdu->version == SNMP_VERSION_2c;
+  self->onPdu(communityBased,
+              std::string_view(reinterpret_cast<const char*>(pdu->community),
+                               pdu->community ? pdu->community_len : 0),
+              std::string_view(pdu->contextName ? pdu->contextName : "",
+                               pdu->contextName ? pdu->contextNameLen : 0));
+  return SNMPERR_SUCCESS;
+}
+
+}  // namespace
+
+ContextLookup::ContextLookup(Ent::Ptr<const Snmp::MibContexts> contexts,
+                             CommunityMapper* communities, bool perPdu)
+    : Ent::ReactorOf<Snmp::MibContexts>(std::move(contexts)),
+      communities_(communities),
+      perPdu_(perPdu) {
+  // Before VACM's own check (default priority), which resolves the community.
+  if (perPdu_) {
+    netsnmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_INITIAL,
+                              accessCheckInitial, this, NETSNMP_CALLBACK_HIGHEST_PRIORITY);
+  }
+}
+
+ContextLookup::~ContextLookup() {
+  if (perPdu_) {
+    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_INITIAL,
+                             accessCheckInitial, this, 1);
+  }
+}
+
+void ContextLookup::onPdu(bool communityBased, std::string_view community,
+                          std::string_view context) {
+  if (communityBased) {
+    const std::string* mapped = communities_ ? communities_->activate(community) : nullptr;
+    // Someone else's community: net-snmp resolves it, the list stays as it is.
+    if (!mapped) return;
+    context = *mapped;
+  }
+  moveToFront(context);
+}
+
+void ContextLookup::moveToFront(std::string_view context) {
+  subtree_context_cache* head = context_subtrees;
+  if (head && head->context_name && context == head->context_name) return;
+  for (subtree_context_cache *prev = head, *it = head ? head->next : nullptr; it;
+       prev = it, it = it->next) {
+    if (it->context_name && context == it->context_name) {
+      prev->next = it->next;
+      it->next = context_subtrees;
+      context_subtrees = it;
+      break;
+    }
+  }
+  // The lookup caches' list is rebuilt in first-use order: the new context comes first.
+  if (last_ != context) {
+    clear_lookup_cache();
+    last_.assign(context);
+  }
+}
+
+void ContextLookup::onChange(const Ent::Change& change) {
+  if (change.attr != Snmp::MibContexts::attrContext) return;
+  if (pruneNetsnmpContexts() > 0) {
+    clear_lookup_cache();
+    last_.clear();
+  }
+}
+
+std::vector<std::string> ContextLookup::netsnmpContexts() {
+  std::vector<std::string> out;
+  for (auto* it = context_subtrees; it; it = it->next) {
+    out.emplace_back(it->context_name ? it->context_name : "");
+  }
+  return out;
+}
+
+size_t ContextLookup::pruneNetsnmpContexts() {
+  size_t pruned = 0;
+  for (subtree_context_cache** link = &context_subtrees; *link;) {
+    subtree_context_cache* it = *link;
+    if (it->first_subtree) {
+      link = &it->next;
+      continue;
+    }
+    *link = it->next;
+    free(const_cast<char*>(it->context_name));
+    free(it);
+    ++pruned;
+  }
+  return pruned;
+}
+
+}  // namespace PimSnmpd

@@ -1,0 +1,48 @@
+#pragma once
+
+// net-snmp finds a context by scanning its list of every context ever registered, several
+// times per varbind, and keeps a lookup cache per context in another such list; neither
+// forgets a context that went. This keeps both short where it counts: once per PDU, before
+// access control, the PDU's context moves to the front of the list (and the lookup caches are
+// dropped when the context changed), so each varbind finds it first; a context that went
+// leaves the list. A v1/v2c PDU's context comes from its community (CommunityMapper).
+
+#include <string>
+#include <string_view>
+
+#include "platform/Ent/Entity.h"
+#include "platform/Snmp/MibContext.h"
+
+namespace PimSnmpd {
+
+class CommunityMapper;
+
+class ContextLookup : public Ent::ReactorOf<Snmp::MibContexts> {
+ public:
+  // `communities` may be null (no per-VRF communities). The PDU hook is installed only when
+  // `perPdu` (a master agent: a subagent's PDUs pass no access control).
+  ContextLookup(Ent::Ptr<const Snmp::MibContexts> contexts, CommunityMapper* communities,
+                bool perPdu);
+  ~ContextLookup() override;
+  ContextLookup(const ContextLookup&) = delete;
+  ContextLookup& operator=(const ContextLookup&) = delete;
+
+  // Called once per PDU: `community` for v1/v2c, else `context`.
+  void onPdu(bool communityBased, std::string_view community, std::string_view context);
+
+  void onChange(const Ent::Change& change) override;
+
+  // The contexts in net-snmp's list, in scan order.
+  static std::vector<std::string> netsnmpContexts();
+  // Unlinks the contexts that have no registration left; returns how many.
+  static size_t pruneNetsnmpContexts();
+
+ private:
+  void moveToFront(std::string_view context);
+
+  CommunityMapper* communities_;
+  bool perPdu_;
+  std::string last_;
+};
+
+}  // namespace PimSnmpd
