@@ -13,6 +13,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// FRR's CMD_WARNING.
+constexpr int kCmdWarning = 1;
+
 // "show ip pim assert" in the default VRF, "show ip pim vrf red assert" in another.
 std::string vrfForm(std::string_view before, const std::string& vrf, std::string_view after) {
   std::string c(before);
@@ -75,7 +78,7 @@ Feeder::Feeder(Options options, Kernel::Source& kernel, Clock& clock)
       feed_(o_.feedPath, o_.feedTimeout),
       routes_(o_.routeDelay, o_.routeMinGap, o_.routePeriod) {}
 
-std::optional<std::string> Feeder::pimd(const std::string& command) {
+std::optional<std::string> Feeder::pimd(const std::string& command, bool json) {
   // A lost session is opened again only by reconnect(), which also resynchronizes.
   if (!pimd_.connected()) return std::nullopt;
   auto r = pimd_.run(command);
@@ -83,7 +86,9 @@ std::optional<std::string> Feeder::pimd(const std::string& command) {
     pimdLost();
     return std::nullopt;
   }
-  if (r->status != 0) {
+  // pimd 8.4 ends `show ip pim vrf all join json` with CMD_WARNING (1) after a complete
+  // answer: a JSON answer with a warning status is still read.
+  if (r->status != 0 && !(json && r->status == kCmdWarning && r->text.find('{') != r->text.npos)) {
     logLine("pimd: '" + command + "' failed (status " + std::to_string(r->status) + ")");
     return std::nullopt;
   }
@@ -91,7 +96,7 @@ std::optional<std::string> Feeder::pimd(const std::string& command) {
 }
 
 std::optional<FrrJson> Feeder::pimdJson(const std::string& command) {
-  const auto text = pimd(command);
+  const auto text = pimd(command, true);
   return text ? parseFrrJson(*text, command) : std::nullopt;
 }
 

@@ -89,7 +89,7 @@ class Feeder {
   void publish();
   bool resync();
   // One pimd command; nullopt when it failed (a lost session is noted for the grace time).
-  std::optional<std::string> pimd(const std::string& command);
+  std::optional<std::string> pimd(const std::string& command, bool json = false);
   std::optional<FrrJson> pimdJson(const std::string& command);
   void pimdLost();
   void pimdAnswered();

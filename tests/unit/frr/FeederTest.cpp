@@ -179,6 +179,25 @@ TEST_F(FeederTest, ReceiverLeftRemovesSharedTreeRoutes) {
   EXPECT_FALSE(v4(feed_->document())["routes"].contains("*,239.1.1.2"));
 }
 
+TEST_F(FeederTest, JsonWithAWarningStatusIsReadTextIsNot) {
+  // pimd 8.4 answers `show ip pim vrf all join json` in full, then status CMD_WARNING.
+  Json join = FrrTest::captureJson("r2", "vrf-all/show_ip_pim_vrf_all_join.json");
+  join["default"]["r2-lan"]["239.1.1.2"]["*"]["channelJoinName"] = "PRUNE";
+  pimd_->set("show ip pim vrf all join json", join.dump(), 1);
+  pimd_->set("show ip pim assert", "", 1);
+  feeder().runDue();
+  const Json routes = v4(feed_->document())["routes"];
+  EXPECT_EQ(routes["*,239.1.1.2"]["interfaces"]["r2-lan"], Json({{"forward", false}}));
+  // The assert text failed: no assert state at all.
+  EXPECT_FALSE(routes["10.99.1.11,239.1.1.1"]["interfaces"]["r2-lan"].contains("assertState"));
+  // A warning without JSON is a failure.
+  pimd_->set("show ip pim vrf all join json", "% No such VRF\n", 1);
+  feeder().kernelEvent();
+  runFor(2000ms);
+  EXPECT_EQ(v4(feed_->document())["routes"]["*,239.1.1.2"]["interfaces"]["r2-lan"],
+            Json({{"forward", false}}));  // the previous answer stays
+}
+
 TEST_F(FeederTest, KernelEventBringsTheRoutePollForward) {
   feeder().runDue();
   const int polls = pimd_->count("show ip pim vrf all upstream json");

@@ -131,16 +131,16 @@ FakeVty::FakeVty(std::string path, std::string captureSet)
     : set_(std::move(captureSet)),
       server_(std::move(path), '\0', [this](const std::string& c) { return answer(c); }) {}
 
-void FakeVty::set(const std::string& command, const std::string& text) {
+void FakeVty::set(const std::string& command, const std::string& text, int status) {
   std::lock_guard lock(mu_);
-  overrides_[command] = text;
+  overrides_[command] = text + std::string("\0\0\0", 3) + static_cast<char>(status);
 }
 
 std::string FakeVty::answer(const std::string& command) {
   static const std::string kOk("\0\0\0\0", 4);
   {
     std::lock_guard lock(mu_);
-    if (const auto it = overrides_.find(command); it != overrides_.end()) return it->second + kOk;
+    if (const auto it = overrides_.find(command); it != overrides_.end()) return it->second;
   }
   auto fileOf = [](std::string c) {
     const bool json = c.size() > 5 && c.ends_with(" json");

@@ -55,8 +55,8 @@ class UnixServer {
 class FakeVty {
  public:
   FakeVty(std::string path, std::string captureSet);
-  // Replaces the answer to one command (status 0).
-  void set(const std::string& command, const std::string& text);
+  // Replaces the answer to one command.
+  void set(const std::string& command, const std::string& text, int status = 0);
   void stop() { server_.stop(); }
   int count(const std::string& command) const { return server_.count(command); }
   std::vector<std::string> commands() const { return server_.requests(); }
