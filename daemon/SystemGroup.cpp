@@ -113,7 +113,13 @@ void SystemGroup::add(const std::string& context) {
 void SystemGroup::remove(const std::string& context) {
   auto it = copies_.find(context);
   if (it == copies_.end()) return;
-  for (netsnmp_handler_registration* reg : it->second) netsnmp_unregister_handler(reg);
+  for (netsnmp_handler_registration* reg : it->second) {
+    // unregister_mib_context frees the registration while it still reads the OID and context
+    // it was given: hand it copies (netsnmp_unregister_handler passes the registration's own).
+    const std::vector<oid> name(reg->rootoid, reg->rootoid + reg->rootoid_len);
+    unregister_mib_context(const_cast<oid*>(name.data()), name.size(), reg->priority,
+                           reg->range_subid, reg->range_ubound, context.c_str());
+  }
   copies_.erase(it);
 }
 
