@@ -24,6 +24,7 @@
 #include "daemon/Communities.h"
 #include "daemon/ContextLookup.h"
 #include "daemon/ConfigFile.h"
+#include "daemon/Excerpt.h"
 #include "daemon/FeedServer.h"
 #include "daemon/FileWatcher.h"
 #include "daemon/Log.h"
@@ -466,7 +467,7 @@ struct Daemon::Impl {
     return errorReply(
         fmt::format("unknown command '{}' (a merge patch starts with '{{'; "
                     "`help` lists the commands)",
-                    word));
+                    excerpt(word)));
   }
 
   Json trace(std::string_view setting) {
@@ -479,7 +480,7 @@ struct Daemon::Impl {
         Trace::disableAll();
         if (!Trace::enable(setting)) {
           if (!before.empty()) Trace::enable(before);
-          return errorReply(fmt::format("malformed trace setting '{}'", setting));
+          return errorReply(fmt::format("malformed trace setting '{}'", excerpt(setting)));
         }
       }
       Log::info("trace setting now '{}'", Trace::setting());
@@ -494,18 +495,18 @@ struct Daemon::Impl {
       auto group = config->notificationConfig(kNotificationGroup);
       if (name != kNeighborLoss || !group || !group->notification(name)) {
         return errorReply(
-            fmt::format("unknown notification '{}' (known: {})", name, kNeighborLoss));
+            fmt::format("unknown notification '{}' (known: {})", excerpt(name), kNeighborLoss));
       }
       const auto [what, value] = splitWord(rest);
       if (what == "on") {
         group->notificationIs(name, true, {});
       } else if (what == "off") {
-        group->notificationIs(name, false, std::string(value));
+        group->notificationIs(name, false, excerpt(value));
       } else if (what == "delay") {
         double d = -1;
         const auto [p, ec] = std::from_chars(value.data(), value.data() + value.size(), d);
         if (ec != std::errc() || p != value.data() + value.size() || !(d >= 0) || d > 86400) {
-          return errorReply(fmt::format("delay takes 0..86400 seconds, not '{}'", value));
+          return errorReply(fmt::format("delay takes 0..86400 seconds, not '{}'", excerpt(value)));
         }
         group->delayIs(name, d);
       } else {
@@ -577,7 +578,8 @@ struct Daemon::Impl {
     Json feedStatus = {{"socket", options.feedSocket},
                        {"clients", feed ? feed->clientCount() : 0},
                        {"lines", feed ? feed->stats().lines : 0},
-                       {"oversizeLines", feed ? feed->stats().oversize : 0}};
+                       {"oversizeLines", feed ? feed->stats().oversize : 0},
+                       {"unreadDisconnects", feed ? feed->stats().unreadDisconnects : 0}};
     Json out = {
         {"version", kVersion},
         {"pid", getpid()},
@@ -604,6 +606,8 @@ struct Daemon::Impl {
       }
       out["communities"] = mapped;
     }
+    // Contexts net-snmp still knows; a withdrawn VRF's leaves with it.
+    out["netsnmpContexts"] = ContextLookup::netsnmpContexts().size();
     if (simulator) out["simulation"] = {{"steps", simulator->steps()}};
     return out;
   }

@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "daemon/Log.h"
+
 namespace PimSnmpd {
 
 namespace {
@@ -142,7 +144,7 @@ void FeedServer::onClient(uint64_t id, uint32_t events) {
       return;
     }
   }
-  if ((events & (EPOLLIN | EPOLLHUP | EPOLLRDHUP | EPOLLERR)) && c.reading && !c.eof) {
+  if ((events & (EPOLLIN | EPOLLHUP | EPOLLRDHUP | EPOLLERR)) && !c.eof) {
     size_t budget = kReadBudget;
     char buf[65536];
     while (budget > 0) {
@@ -162,8 +164,7 @@ void FeedServer::onClient(uint64_t id, uint32_t events) {
       }
       break;
     }
-    processInput(c);
-    if (!flush(c)) {
+    if (!processInput(c) || !flush(c)) {
       drop(id);
       return;
     }
@@ -176,21 +177,22 @@ void FeedServer::onClient(uint64_t id, uint32_t events) {
   updateInterest(c);
 }
 
-void FeedServer::processInput(Client& c) {
+bool FeedServer::processInput(Client& c) {
   size_t start = 0;
   for (;;) {
     const size_t nl = c.in.find('\n', std::max(start, c.scanned));
     if (nl == std::string::npos) break;
     std::string_view line(c.in.data() + start, nl - start);
+    bool keep = true;
     if (c.discarding) {
       c.discarding = false;
     } else if (line.size() > maxLine_) {
       ++stats_.oversize;
-      c.out += oversizeReply_(c.id, maxLine_);
-      c.out += '\n';
+      keep = queueReply(c, oversizeReply_(c.id, maxLine_));
     } else {
-      handleLine(c, line);
+      keep = handleLine(c, line);
     }
+    if (!keep) return false;
     start = nl + 1;
     c.scanned = start;
   }
@@ -199,27 +201,44 @@ void FeedServer::processInput(Client& c) {
   if (!c.discarding && c.in.size() > maxLine_) {
     // Answer now and drop the rest of the line as it arrives, instead of buffering it.
     ++stats_.oversize;
-    c.out += oversizeReply_(c.id, maxLine_);
-    c.out += '\n';
     c.discarding = true;
+    if (!queueReply(c, oversizeReply_(c.id, maxLine_))) return false;
   }
   if (c.discarding) {
     c.in.clear();
     c.scanned = 0;
   }
   if (c.eof && !c.in.empty()) {
-    handleLine(c, c.in);
+    const std::string last = std::move(c.in);
     c.in.clear();
     c.scanned = 0;
+    return handleLine(c, last);
   }
+  return true;
 }
 
-void FeedServer::handleLine(Client& c, std::string_view line) {
+bool FeedServer::handleLine(Client& c, std::string_view line) {
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-  if (isBlank(line)) return;
+  if (isBlank(line)) return true;
   ++stats_.lines;
-  c.out += handler_(c.id, line);
-  c.out += '\n';
+  return queueReply(c, handler_(c.id, line));
+}
+
+bool FeedServer::queueReply(Client& c, std::string reply) {
+  reply += '\n';
+  c.largestReply = std::max(c.largestReply, reply.size());
+  c.out += reply;
+  const auto over = [&] { return c.out.size() - c.outOffset > unsentLimit_ + c.largestReply; };
+  if (!over()) return true;
+  // Lines are handled a read's worth at a time; give a client that reads the chance to.
+  if (!flush(c)) return false;
+  if (!over()) return true;
+  ++stats_.unreadDisconnects;
+  Log::warning(
+      "feed client {}: {} bytes of replies unread, more than {} beyond its largest; "
+      "disconnecting",
+      c.id, c.out.size() - c.outOffset, unsentLimit_);
+  return false;
 }
 
 bool FeedServer::flush(Client& c) {
@@ -237,6 +256,7 @@ bool FeedServer::flush(Client& c) {
   if (c.outOffset == c.out.size()) {
     c.out.clear();
     c.outOffset = 0;
+    c.largestReply = 0;
   } else if (c.outOffset > (size_t{1} << 20)) {
     c.out.erase(0, c.outOffset);
     c.outOffset = 0;
@@ -245,11 +265,9 @@ bool FeedServer::flush(Client& c) {
 }
 
 void FeedServer::updateInterest(Client& c) {
-  const size_t pending = c.out.size() - c.outOffset;
-  c.reading = !c.eof && pending < kMaxPendingOutput;
   uint32_t events = 0;
-  if (c.reading) events |= EPOLLIN | EPOLLRDHUP;
-  if (pending > 0) events |= EPOLLOUT;
+  if (!c.eof) events |= EPOLLIN | EPOLLRDHUP;
+  if (c.out.size() > c.outOffset) events |= EPOLLOUT;
   poller_.modify(c.fd, events);
 }
 

@@ -3,6 +3,8 @@
 // The feed socket: a Unix stream socket that accepts any number of clients, frames what each
 // sends into lines and answers every line with exactly one reply line, in order. What a line
 // means is the handler's business (daemon/Daemon.cpp: a merge patch or a control command).
+// Memory per client is bounded: its input by the longest line, its output by a limit on the
+// replies it leaves unread, past which it is disconnected.
 
 #include <cstddef>
 #include <cstdint>
@@ -28,6 +30,7 @@ class FeedServer {
     uint64_t accepted = 0;
     uint64_t lines = 0;
     uint64_t oversize = 0;
+    uint64_t unreadDisconnects = 0;  // clients dropped for leaving replies unread
   };
 
   FeedServer(Poller& poller, Handler handler, size_t maxLine = size_t{256} << 20);
@@ -36,6 +39,8 @@ class FeedServer {
   FeedServer& operator=(const FeedServer&) = delete;
 
   void oversizeReplyIs(OversizeReply reply) { oversizeReply_ = std::move(reply); }
+  void unsentLimitIs(size_t bytes) { unsentLimit_ = bytes; }
+  size_t unsentLimit() const { return unsentLimit_; }
 
   // Binds and listens at `path` with permissions `mode`. A stale socket left by a dead process
   // is replaced; a live one (another daemon answers) or a non-socket file is an error.
@@ -51,8 +56,11 @@ class FeedServer {
   // Input read per readiness callback and client, so that one busy client cannot hold the
   // loop for long; level-triggered epoll calls again for the rest.
   static constexpr size_t kReadBudget = size_t{4} << 20;
-  // A client whose unread replies exceed this is not read from until they drain.
-  static constexpr size_t kMaxPendingOutput = size_t{64} << 20;
+  // A client is disconnected once its unsent replies exceed this beyond the largest single
+  // reply among them (a `dump` may be far larger and is fine to read slowly). A client that
+  // reads its replies never comes near it; one that only writes would otherwise grow the
+  // daemon without end (a 5-byte `dump` line asks for the whole document).
+  static constexpr size_t kMaxUnsentReplies = size_t{64} << 20;
 
  private:
   struct Client {
@@ -64,14 +72,17 @@ class FeedServer {
     bool eof = false;         // the peer will send nothing more
     std::string out;
     size_t outOffset = 0;
-    bool reading = true;
+    size_t largestReply = 0;  // among those in `out`
   };
 
   void onAccept();
   void onClient(uint64_t id, uint32_t events);
-  // Frames and handles what `in` holds; at EOF a final unterminated line counts too.
-  void processInput(Client& c);
-  void handleLine(Client& c, std::string_view line);
+  // Frames and handles what `in` holds; at EOF a final unterminated line counts too. False
+  // when the client must be dropped.
+  bool processInput(Client& c);
+  // Queues the reply to one line; false when the client is now over the unsent limit.
+  bool handleLine(Client& c, std::string_view line);
+  bool queueReply(Client& c, std::string reply);
   // Writes what it can; returns false when the connection failed.
   bool flush(Client& c);
   void updateInterest(Client& c);
@@ -81,6 +92,7 @@ class FeedServer {
   Handler handler_;
   OversizeReply oversizeReply_;
   size_t maxLine_;
+  size_t unsentLimit_ = kMaxUnsentReplies;
   int listenFd_ = -1;
   std::string path_;
   uint64_t nextClient_ = 1;

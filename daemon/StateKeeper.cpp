@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "daemon/Excerpt.h"
 #include "daemon/Log.h"
 #include "platform/Clock/Clock.h"
 
@@ -17,21 +18,58 @@ Json errorsToJson(const ValidationErrors& errors) {
   return out;
 }
 
+namespace {
+
+size_t errorBytes(const ValidationError& e) {
+  // Each entry also costs its JSON punctuation in the status report.
+  return e.path.size() + e.reason.size() + 32;
+}
+
+// The errors of `errors` that fit in `budget` bytes, and one more entry counting the rest.
+ValidationErrors keptErrors(const ValidationErrors& errors, size_t budget) {
+  ValidationErrors kept;
+  size_t used = 0;
+  for (const ValidationError& e : errors) {
+    // Leave room for the closing entry.
+    if (used + errorBytes(e) + 64 > budget) break;
+    used += errorBytes(e);
+    kept.push_back(e);
+  }
+  if (kept.size() < errors.size()) {
+    kept.push_back({"", fmt::format("{} more error(s) not kept", errors.size() - kept.size())});
+  }
+  return kept;
+}
+
+}  // namespace
+
 ApplyResult StateKeeper::finish(ApplyResult result, std::string_view source) {
   if (result.ok) {
     ++applied_;
     return result;
   }
   ++refused_;
-  // Every reason is logged: the operator may not see the client's copy of the reply.
+  excerptErrors(result.errors);
+  // The reasons are logged: the operator may not see the client's copy of the reply.
   std::string text;
-  for (const ValidationError& e : result.errors) {
+  for (size_t i = 0; i < result.errors.size() && i < kLoggedErrors; ++i) {
     if (!text.empty()) text += "; ";
-    text += e.toString();
+    text += result.errors[i].toString();
   }
-  Log::warning("refused update from {}: {}", source, text);
-  refusals_.push_back(Refusal{Plat::now(), std::string(source), result.errors});
-  while (refusals_.size() > kKeptRefusals) refusals_.pop_front();
+  if (result.errors.size() > kLoggedErrors) {
+    text += fmt::format("; and {} more", result.errors.size() - kLoggedErrors);
+  }
+  Log::warning("refused update from {}: {}", excerpt(source), text);
+
+  Refusal r{Plat::now(), excerpt(source), keptErrors(result.errors, kRefusalBytes)};
+  r.bytes = r.source.size();
+  for (const ValidationError& e : r.errors) r.bytes += errorBytes(e);
+  refusalBytes_ += r.bytes;
+  refusals_.push_back(std::move(r));
+  while (refusals_.size() > kKeptRefusals || refusalBytes_ > kKeptRefusalBytes) {
+    refusalBytes_ -= refusals_.front().bytes;
+    refusals_.pop_front();
+  }
   return result;
 }
 

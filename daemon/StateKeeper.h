@@ -3,7 +3,8 @@
 // The daemon's one copy of the state document and the only way it changes: whole documents
 // (the --state file) and merge patches (feed lines, the simulation) go through the applier,
 // which validates the whole update before it changes any platform record. Refused updates are
-// counted and the latest kept for the status report.
+// counted and the latest kept for the status report, within a byte budget: every quote of the
+// input is an excerpt, and the oldest refusals go first.
 
 #include <cstddef>
 #include <cstdint>
@@ -23,10 +24,16 @@ class StateKeeper {
     double time = 0;
     std::string source;  // "feed client 3", "state file /etc/...", "simulation"
     ValidationErrors errors;
+    size_t bytes = 0;  // what it counts against kKeptRefusalBytes
   };
 
-  // How many refusals the status report keeps.
+  // How many refusals the status report keeps, and in how many bytes of paths and reasons.
   static constexpr size_t kKeptRefusals = 16;
+  static constexpr size_t kKeptRefusalBytes = size_t{64} << 10;
+  // One refusal keeps the errors that fit in this share, then says how many it left out.
+  static constexpr size_t kRefusalBytes = kKeptRefusalBytes / 4;
+  // The log line names this many errors and counts the rest.
+  static constexpr size_t kLoggedErrors = 5;
 
   explicit StateKeeper(PlatformState& state) : state_(state) {}
 
@@ -43,6 +50,8 @@ class StateKeeper {
   uint64_t applied() const { return applied_; }
   uint64_t refused() const { return refused_; }
   const std::deque<Refusal>& refusals() const { return refusals_; }
+  // The bytes the kept refusals count against kKeptRefusalBytes.
+  size_t refusalBytes() const { return refusalBytes_; }
 
  private:
   ApplyResult finish(ApplyResult result, std::string_view source);
@@ -52,6 +61,7 @@ class StateKeeper {
   uint64_t applied_ = 0;
   uint64_t refused_ = 0;
   std::deque<Refusal> refusals_;
+  size_t refusalBytes_ = 0;
 };
 
 // The JSON form of validation errors: [{"path": ..., "reason": ...}, ...].

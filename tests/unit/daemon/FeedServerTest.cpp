@@ -120,6 +120,96 @@ TEST_F(FeedServerTest, ClosingRemovesTheSocketFileAndDropsClients) {
   EXPECT_EQ(poller_.size(), 0u);
 }
 
+// A server whose `big` lines get a reply of `bigReply` bytes and every other line a 1 KiB one,
+// with a small unsent limit.
+class FeedServerUnreadTest : public ::testing::Test {
+ protected:
+  static constexpr size_t kLimit = size_t{64} << 10;
+
+  void SetUp() override {
+    server_ = std::make_unique<FeedServer>(poller_, [this](uint64_t, std::string_view line) {
+      ++handled_;
+      return std::string(line == "big" ? bigReply_ : 1024, 'r');
+    });
+    server_->unsentLimitIs(kLimit);
+    std::string error;
+    ASSERT_TRUE(server_->listen(path_, 0600, error)) << error;
+  }
+
+  // Runs the server until it has accepted the client and dropped it, or `rounds` rounds pass.
+  void pumpUntilDropped(int rounds = 200) {
+    for (int i = 0; i < rounds && server_->stats().accepted == 0; ++i) poller_.dispatch(10);
+    for (int i = 0; i < rounds && server_->clientCount() > 0; ++i) poller_.dispatch(10);
+  }
+  std::function<void()> pump() {
+    return [this] { poller_.dispatch(0); };
+  }
+  static std::string lines(size_t n, const std::string& line) {
+    std::string out;
+    for (size_t i = 0; i < n; ++i) out += line + "\n";
+    return out;
+  }
+
+  TempDir dir_;
+  std::string path_ = dir_.file("feed.sock");
+  Poller poller_;
+  std::unique_ptr<FeedServer> server_;
+  size_t bigReply_ = size_t{4} << 20;
+  size_t handled_ = 0;
+};
+
+TEST_F(FeedServerUnreadTest, DisconnectsAClientThatDoesNotReadItsRepliesAndLogsIt) {
+  LineClient c(path_);
+  // 4 MiB of replies asked for in 8 KiB; the client never reads.
+  c.send(lines(4096, "x"));
+  testing::internal::CaptureStderr();
+  pumpUntilDropped();
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(server_->clientCount(), 0u);
+  EXPECT_EQ(server_->stats().unreadDisconnects, 1u);
+  // It stopped handling the client's lines once over the limit.
+  EXPECT_LT(handled_, 1024u);
+  EXPECT_NE(log.find("feed client 1:"), std::string::npos) << log;
+  EXPECT_NE(log.find("disconnecting"), std::string::npos) << log;
+}
+
+TEST_F(FeedServerUnreadTest, DisconnectsOnTwoLargeRepliesLeftUnread) {
+  // One large reply may wait; a second one behind it is over the limit.
+  LineClient c(path_);
+  c.send("big\nbig\n");
+  testing::internal::CaptureStderr();
+  pumpUntilDropped();
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(server_->clientCount(), 0u);
+  EXPECT_EQ(server_->stats().unreadDisconnects, 1u);
+}
+
+TEST_F(FeedServerUnreadTest, KeepsAClientThatReadsALargeReplySlowly) {
+  LineClient c(path_);
+  // The large reply and small ones behind it, all pending while the client is slow.
+  c.send("big\n" + lines(16, "x"));
+  for (int i = 0; i < 20; ++i) poller_.dispatch(10);
+  EXPECT_EQ(server_->clientCount(), 1u);
+  const auto big = c.readLine(pump());
+  ASSERT_TRUE(big);
+  EXPECT_EQ(big->size(), bigReply_);
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(c.readLine(pump()), std::string(1024, 'r'));
+  EXPECT_EQ(server_->stats().unreadDisconnects, 0u);
+  EXPECT_EQ(server_->clientCount(), 1u);
+}
+
+TEST_F(FeedServerUnreadTest, KeepsAClientThatReadsAsItGoes) {
+  LineClient c(path_);
+  // Far more replies in all than the limit, read in step with the lines sent.
+  for (int round = 0; round < 64; ++round) {
+    c.send(lines(32, "x"));
+    for (int i = 0; i < 32; ++i) ASSERT_EQ(c.readLine(pump()), std::string(1024, 'r'));
+  }
+  EXPECT_EQ(handled_, 64u * 32u);
+  EXPECT_EQ(server_->clientCount(), 1u);
+  EXPECT_EQ(server_->stats().unreadDisconnects, 0u);
+}
+
 TEST(FeedServerListen, ReplacesAStaleSocketButNotALiveOneOrAFile) {
   TempDir dir;
   Poller poller;
