@@ -29,10 +29,15 @@ void noop(unsigned int, void* fired) {
   *static_cast<bool*>(fired) = true;
 }
 
-int forwardLog(int, int, void* message, void* host) {
+// The host whose logCallback gets net-snmp's messages. Not passed as the callback's client
+// argument: snmp_shutdown's clear_callback free()s every client argument it finds.
+AgentHost* loggingHost = nullptr;
+
+int forwardLog(int, int, void* message, void*) {
   const auto* m = static_cast<const snmp_log_message*>(message);
-  const auto& callback = static_cast<AgentHost*>(host)->options().logCallback;
-  if (m && m->msg && callback) callback(m->priority, m->msg);
+  if (!m || !m->msg || !loggingHost) return 0;
+  const auto& callback = loggingHost->options().logCallback;
+  if (callback) callback(m->priority, m->msg);
   return 0;
 }
 
@@ -92,7 +97,8 @@ bool AgentHost::init(const std::function<void()>& beforeSnmpInit) {
       break;
     case AgentHostOptions::Log::callback:
       netsnmp_register_loghandler(NETSNMP_LOGHANDLER_CALLBACK, LOG_DEBUG);
-      snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, forwardLog, this);
+      loggingHost = this;
+      snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, forwardLog, nullptr);
       break;
   }
   if (!options_.debugTokens.empty()) {
@@ -182,7 +188,8 @@ void AgentHost::shutdown() {
   if (master) shutdown_master_agent();
   shutdown_agent();
   if (options_.log == AgentHostOptions::Log::callback) {
-    snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, forwardLog, this, 1);
+    snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, forwardLog, nullptr, 1);
+    loggingHost = nullptr;
   }
   initialized_ = false;
   liveHost = nullptr;
