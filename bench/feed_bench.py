@@ -68,6 +68,13 @@ def route_key(n):
     return f"10.1.{s // 250}.{s % 250 + 1},239.{g // 250 % 250 + 1}.{g % 250}.1"
 
 
+def route_entry(n):
+    """Route n's members of routes and fib.routes: a sparse-mode route with two OIFs."""
+    return ({"upstream": {"interface": "Ethernet1", "rpfNeighbor": "10.0.1.2"},
+             "interfaces": {"Ethernet2": {}, "Ethernet3": {}}},
+            {"oifs": ["Ethernet2", "Ethernet3"], "packets": n, "bytes": n * 1000})
+
+
 def route_patches(first, count, batch, remove=False):
     lines = []
     for start in range(first, first + count, batch):
@@ -78,9 +85,7 @@ def route_patches(first, count, batch, remove=False):
                 routes[key] = None
                 fib[key] = None
             else:
-                routes[key] = {"upstream": {"interface": "Ethernet1", "rpfNeighbor": "10.0.1.2"},
-                               "interfaces": {"Ethernet2": {}, "Ethernet3": {}}}
-                fib[key] = {"oifs": ["Ethernet2", "Ethernet3"], "packets": n, "bytes": n * 1000}
+                routes[key], fib[key] = route_entry(n)
         lines.append(json.dumps({"vrfs": {"default": {"ipv4": {"routes": routes,
                                                                 "fib": {"routes": fib}}}}},
                                 separators=(",", ":")))
