@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "daemon/Options.h"
 #include "daemon/Poller.h"
 
 namespace PimSnmpd {
@@ -33,7 +34,7 @@ class FeedServer {
     uint64_t unreadDisconnects = 0;  // clients dropped for leaving replies unread
   };
 
-  FeedServer(Poller& poller, Handler handler, size_t maxLine = size_t{256} << 20);
+  FeedServer(Poller& poller, Handler handler, size_t maxLine = kDefaultMaxLine);
   ~FeedServer();
   FeedServer(const FeedServer&) = delete;
   FeedServer& operator=(const FeedServer&) = delete;

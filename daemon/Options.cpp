@@ -276,7 +276,8 @@ State input:
                             patch against the current document, or a control command
                             (pimsnmpctl); every line gets a one-line JSON reply
   --feed-mode OCTAL         permissions of the feed socket (default 0660)
-  --max-line BYTES          longest feed line accepted (default 268435456)
+  --max-line BYTES          longest feed line accepted (default {1}: a whole document
+                            of 1M routes)
 
 SNMP:
   --listen ADDRS            master agent addresses, comma separated net-snmp transports
@@ -315,7 +316,7 @@ Demo:
 Signals: SIGHUP re-reads --state; SIGTERM and SIGINT withdraw every context and exit.
 See docs/pimsnmpd.md.
 )",
-      program);
+      program, kDefaultMaxLine);
 }
 
 }  // namespace PimSnmpd
