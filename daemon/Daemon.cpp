@@ -221,11 +221,13 @@ struct Daemon::Impl {
     }
     // Contexts registered while the agent came up (the VRF trackers react to `initialized`).
     if (communities) communities->syncAll();
-    contextLookup = std::make_unique<ContextLookup>(Snmp::mibContexts(), communities.get(), master);
+    // Before the context lookup: a withdrawn VRF's copies are gone by the time it looks for
+    // contexts that serve nothing (reactors run in the order they attached).
     if (master) {
       systemGroup = std::make_unique<SystemGroup>(Snmp::mibContexts());
       systemGroup->syncAll();
     }
+    contextLookup = std::make_unique<ContextLookup>(Snmp::mibContexts(), communities.get(), master);
     if (register_readfd(poller.fd(), &Impl::pollerReadable, this) == 0) {
       pollerRegistered = true;
     } else {
