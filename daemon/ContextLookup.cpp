@@ -17,6 +17,7 @@
 extern "C" {
 extern subtree_context_cache* context_subtrees;
 void clear_lookup_cache(void);
+void clear_subtree(netsnmp_subtree* sub);
 }
 
 namespace PimSnmpd {
@@ -34,6 +35,18 @@ int accessCheckInitial(int, int, void* serverArg, void* clientArg) {
               std::string_view(pdu->contextName ? pdu->contextName : "",
                                pdu->contextName ? pdu->contextNameLen : 0));
   return SNMPERR_SUCCESS;
+}
+
+// net-snmp puts "null" registrations (.0, .1, .2 and the gaps of a split) in every context it
+// loads a subtree into and never takes them out: a context holding nothing else is gone.
+bool servesSomething(const netsnmp_subtree* first) {
+  for (const netsnmp_subtree* t = first; t; t = t->next) {
+    for (const netsnmp_subtree* c = t; c; c = c->children) {
+      const netsnmp_mib_handler* h = c->reginfo ? c->reginfo->handler : nullptr;
+      if (!h || !h->handler_name || strcmp(h->handler_name, "null") != 0) return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace
@@ -59,6 +72,7 @@ ContextLookup::~ContextLookup() {
 
 void ContextLookup::onPdu(bool communityBased, std::string_view community,
                           std::string_view context) {
+  if (prunePending_) prune();
   if (communityBased) {
     const std::string* mapped = communities_ ? communities_->activate(community) : nullptr;
     // Someone else's community: net-snmp resolves it, the list stays as it is.
@@ -89,10 +103,17 @@ void ContextLookup::moveToFront(std::string_view context) {
 
 void ContextLookup::onChange(const Ent::Change& change) {
   if (change.attr != Snmp::MibContexts::attrContext) return;
+  // Other reactors may unregister after this one: the next PDU looks again.
+  prune();
+  prunePending_ = true;
+}
+
+void ContextLookup::prune() {
   if (pruneNetsnmpContexts() > 0) {
     clear_lookup_cache();
     last_.clear();
   }
+  prunePending_ = false;
 }
 
 std::vector<std::string> ContextLookup::netsnmpContexts() {
@@ -107,11 +128,15 @@ size_t ContextLookup::pruneNetsnmpContexts() {
   size_t pruned = 0;
   for (subtree_context_cache** link = &context_subtrees; *link;) {
     subtree_context_cache* it = *link;
-    if (it->first_subtree) {
+    if (servesSomething(it->first_subtree)) {
       link = &it->next;
       continue;
     }
     *link = it->next;
+    for (netsnmp_subtree *t = it->first_subtree, *next = nullptr; t; t = next) {
+      next = t->next;
+      clear_subtree(t);
+    }
     free(const_cast<char*>(it->context_name));
     free(it);
     ++pruned;

@@ -34,15 +34,18 @@ class ContextLookup : public Ent::ReactorOf<Snmp::MibContexts> {
 
   // The contexts in net-snmp's list, in scan order.
   static std::vector<std::string> netsnmpContexts();
-  // Unlinks the contexts that have no registration left; returns how many.
+  // Takes out the contexts that have no registration left but net-snmp's own placeholders;
+  // returns how many.
   static size_t pruneNetsnmpContexts();
 
  private:
   void moveToFront(std::string_view context);
+  void prune();
 
   CommunityMapper* communities_;
   bool perPdu_;
   std::string last_;
+  bool prunePending_ = false;
 };
 
 }  // namespace PimSnmpd

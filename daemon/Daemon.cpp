@@ -22,8 +22,8 @@
 
 #include "daemon/AgentTree.h"
 #include "daemon/Communities.h"
-#include "daemon/ContextLookup.h"
 #include "daemon/ConfigFile.h"
+#include "daemon/ContextLookup.h"
 #include "daemon/Excerpt.h"
 #include "daemon/FeedServer.h"
 #include "daemon/FileWatcher.h"
@@ -204,8 +204,8 @@ struct Daemon::Impl {
             options.communitySource);
         return false;
       }
-      communities = std::make_unique<CommunityMapper>(
-          Snmp::mibContexts(), options.communityPrefix, std::move(*backend));
+      communities = std::make_unique<CommunityMapper>(Snmp::mibContexts(), options.communityPrefix,
+                                                      std::move(*backend));
     }
     const bool master = options.role == Options::Role::master;
     // The system group, the snmpEngine objects and the per-VRF sinks' directive must be
