@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "daemon/Communities.h"
 
@@ -23,19 +24,34 @@ void clear_subtree(netsnmp_subtree* sub);
 namespace PimSnmpd {
 namespace {
 
-int accessCheckInitial(int, int, void* serverArg, void* clientArg) {
-  auto* self = static_cast<ContextLookup*>(clientArg);
+const netsnmp_pdu* pduOf(void* serverArg) {
   const auto* parms = static_cast<view_parameters*>(serverArg);
-  const netsnmp_pdu* pdu = parms ? parms->pdu : nullptr;
-  if (!self || !pdu) return SNMPERR_SUCCESS;
-  const bool communityBased = pdu->version == SNMP_VERSION_1 || pdu->version == SNMP_VERSION_2c;
-  self->onPdu(communityBased,
-              std::string_view(reinterpret_cast<const char*>(pdu->community),
-                               pdu->community ? pdu->community_len : 0),
-              std::string_view(pdu->contextName ? pdu->contextName : "",
-                               pdu->contextName ? pdu->contextNameLen : 0));
+  return parms ? parms->pdu : nullptr;
+}
+
+// Before VACM's check: a v1/v2c community of ours gets its com2sec entry.
+int beforeAccessCheck(int, int, void* serverArg, void* clientArg) {
+  const netsnmp_pdu* pdu = pduOf(serverArg);
+  if (!clientArg || !pdu) return SNMPERR_SUCCESS;
+  if (pdu->version == SNMP_VERSION_1 || pdu->version == SNMP_VERSION_2c) {
+    static_cast<ContextLookup*>(clientArg)->onCommunity(std::string_view(
+        reinterpret_cast<const char*>(pdu->community), pdu->community ? pdu->community_len : 0));
+  }
   return SNMPERR_SUCCESS;
 }
+
+// After it: the PDU's context is known, whichever com2sec line or v3 header named it.
+int afterAccessCheck(int, int, void* serverArg, void* clientArg) {
+  const netsnmp_pdu* pdu = pduOf(serverArg);
+  if (!clientArg || !pdu) return SNMPERR_SUCCESS;
+  static_cast<ContextLookup*>(clientArg)->onContext(std::string_view(
+      pdu->contextName ? pdu->contextName : "", pdu->contextName ? pdu->contextNameLen : 0));
+  return SNMPERR_SUCCESS;
+}
+
+constexpr std::pair<SNMPCallback*, int> kHooks[] = {
+    {beforeAccessCheck, NETSNMP_CALLBACK_HIGHEST_PRIORITY},
+    {afterAccessCheck, NETSNMP_CALLBACK_LOWEST_PRIORITY}};
 
 // net-snmp puts "null" registrations (.0, .1, .2 and the gaps of a split) in every context it
 // loads a subtree into and never takes them out: a context holding nothing else is gone.
@@ -56,29 +72,28 @@ ContextLookup::ContextLookup(Ent::Ptr<const Snmp::MibContexts> contexts,
     : Ent::ReactorOf<Snmp::MibContexts>(std::move(contexts)),
       communities_(communities),
       perPdu_(perPdu) {
-  // Before VACM's own check (default priority), which resolves the community.
-  if (perPdu_) {
-    netsnmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_INITIAL,
-                              accessCheckInitial, this, NETSNMP_CALLBACK_HIGHEST_PRIORITY);
+  // Around VACM's own check (default priority), which resolves the community.
+  if (!perPdu_) return;
+  for (const auto& [hook, priority] : kHooks) {
+    netsnmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_INITIAL, hook,
+                              this, priority);
   }
 }
 
 ContextLookup::~ContextLookup() {
-  if (perPdu_) {
-    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_INITIAL,
-                             accessCheckInitial, this, 1);
+  if (!perPdu_) return;
+  for (const auto& [hook, priority] : kHooks) {
+    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_ACM_CHECK_INITIAL, hook,
+                             this, 1);
   }
 }
 
-void ContextLookup::onPdu(bool communityBased, std::string_view community,
-                          std::string_view context) {
+void ContextLookup::onCommunity(std::string_view community) {
+  if (communities_) communities_->activate(community);
+}
+
+void ContextLookup::onContext(std::string_view context) {
   if (prunePending_) prune();
-  if (communityBased) {
-    const std::string* mapped = communities_ ? communities_->activate(community) : nullptr;
-    // Someone else's community: net-snmp resolves it, the list stays as it is.
-    if (!mapped) return;
-    context = *mapped;
-  }
   moveToFront(context);
 }
 

@@ -5,7 +5,7 @@
 // forgets a context that went. This keeps both short where it counts: once per PDU, before
 // access control, the PDU's context moves to the front of the list (and the lookup caches are
 // dropped when the context changed), so each varbind finds it first; a context that went
-// leaves the list. A v1/v2c PDU's context comes from its community (CommunityMapper).
+// leaves the list. A v1/v2c community of CommunityMapper's gets its com2sec entry first.
 
 #include <string>
 #include <string_view>
@@ -27,8 +27,9 @@ class ContextLookup : public Ent::ReactorOf<Snmp::MibContexts> {
   ContextLookup(const ContextLookup&) = delete;
   ContextLookup& operator=(const ContextLookup&) = delete;
 
-  // Called once per PDU: `community` for v1/v2c, else `context`.
-  void onPdu(bool communityBased, std::string_view community, std::string_view context);
+  // Once per PDU: a v1/v2c PDU's community before access control, every PDU's context after.
+  void onCommunity(std::string_view community);
+  void onContext(std::string_view context);
 
   void onChange(const Ent::Change& change) override;
 
