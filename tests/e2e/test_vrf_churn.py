@@ -6,7 +6,7 @@ context in net-snmp and the daemon's count of them are back where they started."
 import e2elib as e
 from e2elib import check, check_eq
 
-CYCLES = 30
+CYCLES = 10
 
 
 def counts(env, feed):
