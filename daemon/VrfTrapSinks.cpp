@@ -14,6 +14,7 @@
 
 #include "daemon/Communities.h"
 #include "daemon/Log.h"
+#include "platform/Snmp/TrapManager.h"
 
 namespace PimSnmpd::VrfTrapSinks {
 
@@ -73,8 +74,12 @@ void parseLine(const char*, char* line) {
 void sendTo(const OpenSink& sink, const netsnmp_pdu* notification) {
   netsnmp_pdu* pdu = snmp_clone_pdu(const_cast<netsnmp_pdu*>(notification));
   if (!pdu) return;
-  const std::string context(notification->contextName ? notification->contextName : "",
-                            notification->contextName ? notification->contextNameLen : 0);
+  // The VRF that raised it; a notification queued without one goes by its context.
+  const std::string* origin = Snmp::TrapManager::sendingOrigin();
+  const std::string context =
+      origin ? *origin
+             : std::string(notification->contextName ? notification->contextName : "",
+                           notification->contextName ? notification->contextNameLen : 0);
   const std::string community = communityFor(sink.sink.prefix, context);
   pdu->command = SNMP_MSG_TRAP2;
   pdu->version = SNMP_VERSION_2c;

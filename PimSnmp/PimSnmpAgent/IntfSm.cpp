@@ -6,6 +6,7 @@
 #include "PimSnmp/PimSnmpAgent/NeighborLossNotifier.h"
 #include "PimSnmp/RegistrationHelper/RegistrationHelper.h"
 #include "platform/Ent/Error.h"
+#include "platform/Snmp/TrapManager.h"
 #include "platform/Trace/Trace.h"
 
 DEFAULT_TRACE_HANDLE("PimSnmpAgent")
@@ -222,10 +223,10 @@ void IntfSm::raiseNeighborTrap(const Snmp::PimNeighborEntry& entry,
                                const Lanet::IpGenAddr& address) {
   TRACE8("Raising an SNMP Trap for neighbor with index: {}and address: {}", entry.interfaceIndex(),
          address);
-  // Sent in the VRF's context: a v3 receiver reads the VRF from the contextName, and a sink
-  // per VRF (vrftrap2sink) chooses its community from it.
-  neighborLossNotifier().pimNeighborLossNotify(entry.interfaceIndex(), address.v4(),
-                                               Snmp::vrfContext(L3::VrfName(pimMib_->name())));
+  // The notification goes to the default context, whatever the VRF; its origin names the VRF
+  // for receivers that tell VRFs apart by community.
+  ::Snmp::TrapManager::OriginScope origin(Snmp::vrfContext(L3::VrfName(pimMib_->name())));
+  neighborLossNotifier().pimNeighborLossNotify(entry.interfaceIndex(), address.v4(), "");
 }
 
 void IntfSm::doTeardown() {

@@ -7,6 +7,7 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
 #include <cmath>
+#include <utility>
 
 #include "platform/Clock/Clock.h"
 #include "platform/Trace/Trace.h"
@@ -14,6 +15,30 @@
 DEFAULT_TRACE_HANDLE("SnmpTrap")
 
 namespace Snmp {
+
+namespace {
+// The origin named by the innermost OriginScope, and the one of the notification being sent.
+std::optional<std::string>& scopeOrigin() {
+  static std::optional<std::string> origin;
+  return origin;
+}
+const std::string* sending = nullptr;
+}  // namespace
+
+TrapManager::OriginScope::OriginScope(std::string vrfContext)
+    : previous_(std::exchange(scopeOrigin(), std::move(vrfContext))) {}
+
+TrapManager::OriginScope::~OriginScope() {
+  scopeOrigin() = std::move(previous_);
+}
+
+const std::string* TrapManager::queuingOrigin() {
+  return scopeOrigin() ? &*scopeOrigin() : nullptr;
+}
+
+const std::string* TrapManager::sendingOrigin() {
+  return sending;
+}
 
 TrapManager& TrapManager::instance() {
   static TrapManager manager;
@@ -33,7 +58,7 @@ void TrapManager::enqueueTrap(netsnmp_variable_list* varbinds, std::string conte
   const double now = Plat::now();
   // "At once" is "now", so it queues behind entries that are already due.
   const double due = (dueTime <= now || std::isnan(dueTime)) ? now : dueTime;
-  queue_.emplace(Key{due, nextSequence_++}, Entry{std::move(context), varbinds});
+  queue_.emplace(Key{due, nextSequence_++}, Entry{std::move(context), varbinds, scopeOrigin()});
   TRACE4("queued notification for context \"{}\" due {:.3f} ({} queued)",
          queue_.rbegin()->second.context, due, queue_.size());
   if (attached_) rearm();
@@ -52,11 +77,13 @@ size_t TrapManager::processDue(double now) {
 
 void TrapManager::send(Entry& entry) {
   TRACE4("sending notification in context \"{}\"", entry.context);
+  sending = entry.origin ? &*entry.origin : nullptr;
   if (sender_) {
     sender_(entry.vars, entry.context);
   } else {
     send_trap_vars_with_context(-1, -1, entry.vars, entry.context.c_str());
   }
+  sending = nullptr;
   ++sent_;
   snmp_free_varbind(entry.vars);
   entry.vars = nullptr;
@@ -71,7 +98,7 @@ std::vector<TrapManager::Pending> TrapManager::pending() const {
   std::vector<Pending> out;
   out.reserve(queue_.size());
   for (const auto& [key, entry] : queue_) {
-    out.push_back(Pending{key.due, key.sequence, entry.context, entry.vars});
+    out.push_back(Pending{key.due, key.sequence, entry.context, entry.vars, entry.origin});
   }
   return out;
 }

@@ -28,7 +28,27 @@ class TrapManager {
     uint64_t sequence;
     std::string context;
     const netsnmp_variable_list* vars;
+    std::optional<std::string> origin;
   };
+
+  // Names the VRF (by its SNMP context string) whose state raises the notifications queued
+  // while the scope lives. A notification is sent in the context its caller gives, which for
+  // pimNeighborLoss is the default context whatever the VRF; a receiver that tells VRFs apart
+  // by community (vrftrap2sink) reads the origin instead. Scopes nest.
+  class OriginScope {
+   public:
+    explicit OriginScope(std::string vrfContext);
+    ~OriginScope();
+    OriginScope(const OriginScope&) = delete;
+    OriginScope& operator=(const OriginScope&) = delete;
+
+   private:
+    std::optional<std::string> previous_;
+  };
+  // The origin of the innermost OriginScope, else null.
+  static const std::string* queuingOrigin();
+  // While a notification is being sent: the origin it was queued with, else null.
+  static const std::string* sendingOrigin();
 
   // The process's queue, created on first use; sends through net-snmp until senderIs.
   static TrapManager& instance();
@@ -75,6 +95,7 @@ class TrapManager {
   struct Entry {
     std::string context;
     netsnmp_variable_list* vars;
+    std::optional<std::string> origin;
   };
 
   static void alarmFired(unsigned int reg, void* arg);

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Which VRF a pimNeighborLoss came from, for every kind of receiver: a `vrftrap2sink` gets the
 default VRF's with the community prefix and VRF red's with "<prefix>-red"; a plain trap2sink
-gets its one community; a v3 sink gets the VRF as contextName. The varbinds are the same for
-all. SIGHUP re-reads the sinks."""
+gets its one community; a v3 sink gets every VRF's in the default context (the VRF shows in the
+varbind's ifIndex and in the vrftrap2sink community only). The varbinds are the same for all.
+SIGHUP re-reads the sinks."""
 
 import signal
 
@@ -63,7 +64,7 @@ def main():
         lose(c, "red", "Vlan100", "172.16.0.2")
         expect(trapd, "172.16.0.2", 100, ["TRAP2, SNMP v2c, community traps-red",
                                           "TRAP2, SNMP v2c, community plain",
-                                          "TRAP2, SNMP v3, user tuser, context red"])
+                                          "TRAP2, SNMP v3, user tuser, context"])
 
         # SIGHUP: the sinks are read again (another prefix; no v3 sink this time).
         env.write("pimsnmpd.conf", "\n".join(access + sink_lines(trap_port, "vrf")[:2]) + "\n")

@@ -336,8 +336,8 @@ TEST_F(AgentScenarioTest, InterfacesNeighborsAndRpsReachTheVrfsStore) {
 
   e1->activeNeighborDel(addr("10.0.0.2"));
   ASSERT_EQ(notifier_.losses.size(), 1u);
-  EXPECT_EQ(notifier_.losses[0], (NeighborLoss{7, *Lanet::IpAddr::parse("10.0.0.2"), "red"}))
-      << "raised in the VRF's context";
+  EXPECT_EQ(notifier_.losses[0], (NeighborLoss{7, *Lanet::IpAddr::parse("10.0.0.2"), "", "red"}))
+      << "raised in the empty context whatever the VRF, with the VRF as its origin";
 
   v4_.crpStatus->vrfStatusIs(red)->crpSetIs(prefix("224.0.0.0/4"))->rpCandidateIs(addr("1.1.1.1"));
   v4_.staticRpStatus->vrfStatusIs(red)

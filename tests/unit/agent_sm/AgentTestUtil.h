@@ -13,6 +13,7 @@
 #include "platform/Lanet/IpAddr.h"
 #include "platform/Lanet/IpGenAddr.h"
 #include "platform/Lanet/IpGenPrefix.h"
+#include "platform/Snmp/TrapManager.h"
 
 namespace AgentSmTest {
 
@@ -56,18 +57,21 @@ struct NeighborLoss {
   int32_t ifIndex;
   Lanet::IpAddr address;
   std::string context;
+  std::string origin = "(none)";  // the VRF context the trap queue would record
   bool operator==(const NeighborLoss&) const = default;
 };
 
 inline std::ostream& operator<<(std::ostream& os, const NeighborLoss& l) {
-  return os << "loss(ifIndex " << l.ifIndex << ", " << l.address << ", '" << l.context << "')";
+  return os << "loss(ifIndex " << l.ifIndex << ", " << l.address << ", '" << l.context
+            << "', origin '" << l.origin << "')";
 }
 
 class RecordingNotifier : public Routing::Pim::SnmpAgent::NeighborLossNotifier {
  public:
   void pimNeighborLossNotify(int32_t ifIndex, Lanet::IpAddr address,
                              const std::string& context) override {
-    losses.push_back({ifIndex, address, context});
+    const std::string* origin = ::Snmp::TrapManager::queuingOrigin();
+    losses.push_back({ifIndex, address, context, origin ? *origin : "(none)"});
   }
   std::vector<NeighborLoss> losses;
 };

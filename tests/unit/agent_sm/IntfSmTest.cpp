@@ -142,8 +142,7 @@ TEST_F(IntfSmTest, OnlyTheLowestAddressedNeighborReportsItsLoss) {
 
   e1->activeNeighborDel(addr("10.0.0.2"));
   ASSERT_EQ(notifier_.losses.size(), 1u);
-  // In the context of the store's VRF.
-  EXPECT_EQ(notifier_.losses[0], (NeighborLoss{7, *Lanet::IpAddr::parse("10.0.0.2"), "red"}));
+  EXPECT_EQ(notifier_.losses[0], (NeighborLoss{7, *Lanet::IpAddr::parse("10.0.0.2"), "", "red"}));
   EXPECT_TRUE(
       trace.contains("Raising an SNMP Trap for neighbor with index: 7and address: 10.0.0.2"));
 

@@ -70,6 +70,31 @@ TEST_F(TrapManagerTest, SendsInDueOrderThenQueueOrder) {
   traps_.enqueueTrap(trap(7), "red", 5000);
 }
 
+TEST_F(TrapManagerTest, OriginFollowsEachNotificationToItsSending) {
+  std::vector<std::string> origins;
+  traps_.senderIs([&](netsnmp_variable_list*, const std::string&) {
+    const std::string* o = Snmp::TrapManager::sendingOrigin();
+    origins.push_back(o ? *o : "(none)");
+  });
+  traps_.enqueueTrap(trap(1), "", 1003.0);
+  {
+    Snmp::TrapManager::OriginScope red("red");
+    traps_.enqueueTrap(trap(2), "", 1002.0);
+    {
+      Snmp::TrapManager::OriginScope def("");
+      ASSERT_NE(Snmp::TrapManager::queuingOrigin(), nullptr);
+      EXPECT_EQ(*Snmp::TrapManager::queuingOrigin(), "");
+      traps_.enqueueTrap(trap(3), "", 1001.0);
+    }
+    EXPECT_EQ(*Snmp::TrapManager::queuingOrigin(), "red");  // the outer scope again
+  }
+  EXPECT_EQ(Snmp::TrapManager::queuingOrigin(), nullptr);
+  EXPECT_EQ(traps_.processDue(2000.0), 3u);
+  // Sent later than queued and in another order, each still carries its own origin.
+  EXPECT_EQ(origins, (std::vector<std::string>{"", "red", "(none)"}));
+  EXPECT_EQ(Snmp::TrapManager::sendingOrigin(), nullptr);
+}
+
 TEST_F(TrapManagerTest, DelayIsMeasuredOnThePlatformClock) {
   traps_.enqueueTrap(trap(1), "", Plat::now() + 5);
   clock_->advance(4.9);
