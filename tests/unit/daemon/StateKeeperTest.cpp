@@ -106,8 +106,7 @@ TEST_F(StateKeeperTest, QuotesOnlyAnExcerptOfAHugeMemberInReplyStatusAndLog) {
   // The path and the reason each still say where and why.
   EXPECT_TRUE(r.errors[0].path.starts_with("/vrfs/red/ipv4/routes/0kkk")) << r.errors[0].path;
   EXPECT_NE(r.errors[0].path.find("bytes left out"), std::string::npos);
-  EXPECT_TRUE(r.errors[0].reason.ends_with("' is not an IP address"))
-      << r.errors[0].reason;
+  EXPECT_TRUE(r.errors[0].reason.ends_with("' is not an IP address")) << r.errors[0].reason;
   EXPECT_EQ(keeper_.refusals().back().errors, r.errors);
   EXPECT_LT(log.size(), 1024u) << log.substr(0, 2048);
   EXPECT_NE(log.find("feed client 9"), std::string::npos) << log;
