@@ -1,13 +1,6 @@
 #include "tests/unit/mib_modules/Harness.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 
 #include "PimSnmp/PimMIB/PimMIB.h"
 #include "PimSnmp/PimSnmpHelpers/PimSnmpHelpers.h"
@@ -24,6 +17,7 @@
 #include "platform/Snmp/Converters.h"
 #include "platform/SnmpUtil/AgentHost.h"
 #include "platform/SnmpUtil/SnmpUtil.h"
+#include "tests/support/EmbeddedAgent.h"
 
 namespace MibTest {
 
@@ -31,59 +25,14 @@ using namespace Routing::Pim::Snmp;
 
 namespace {
 
-struct Agent {
-  std::string dir;
-  int port = 0;
-  std::unique_ptr<Snmp::AgentHost> host;
-};
-std::unique_ptr<Agent> agent;
-
-int freeUdpPort() {
-  int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  socklen_t len = sizeof a;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
-  close(fd);
-  return ntohs(a.sin_port);
-}
+using Agent = TestSupport::EmbeddedAgent;
 
 Agent& theAgent() {
-  if (agent) return *agent;
-  agent = std::make_unique<Agent>();
-  char tmpl[] = "/tmp/pimsnmp-mib-XXXXXX";
-  agent->dir = mkdtemp(tmpl) ? tmpl : "/tmp";
-  std::ofstream(agent->dir + "/agent.conf") << "rwcommunity public 127.0.0.1\n"
-                                            << "rwcommunity public-red 127.0.0.1 .1 red\n"
-                                            << "rwcommunity public-blue 127.0.0.1 .1 blue\n";
-  for (int attempt = 0; attempt < 5 && !agent->host; ++attempt) {
-    agent->port = freeUdpPort();
-    Snmp::AgentHostOptions o;
-    o.appName = "pimsnmp-mib-test";
-    o.listen = "udp:127.0.0.1:" + std::to_string(agent->port);
-    o.configFile = agent->dir + "/agent.conf";
-    o.persistentDir = agent->dir + "/persist";
-    o.persistState = false;
-    o.log = Snmp::AgentHostOptions::Log::off;
-    auto host = std::make_unique<Snmp::AgentHost>(o);
-    if (host->init()) agent->host = std::move(host);
-  }
-  return *agent;
+  return TestSupport::embeddedAgent(
+      "pimsnmp-mib-test",
+      {"rwcommunity public 127.0.0.1", "rwcommunity public-red 127.0.0.1 .1 red",
+       "rwcommunity public-blue 127.0.0.1 .1 blue"});
 }
-
-class AgentEnvironment : public ::testing::Environment {
-  void TearDown() override {
-    if (!agent) return;
-    if (agent->host) agent->host->shutdown();
-    std::error_code ec;
-    std::filesystem::remove_all(agent->dir, ec);
-    agent.reset();
-  }
-};
-[[maybe_unused]] ::testing::Environment* const environment =
-    ::testing::AddGlobalTestEnvironment(new AgentEnvironment);
 
 Ent::Ptr<Ent::Dir> testRoot() {
   static Ent::Ptr<Ent::Dir> root = [] {

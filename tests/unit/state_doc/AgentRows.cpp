@@ -1,10 +1,5 @@
 #include "tests/unit/state_doc/AgentRows.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <net-snmp/net-snmp-config.h>
 
 #include <net-snmp/net-snmp-includes.h>
@@ -14,13 +9,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "PimSnmp/PimSnmpAgent/NeighborLossNotifier.h"
 #include "platform/Snmp/MibContext.h"
 #include "platform/SnmpUtil/AgentHost.h"
+#include "tests/support/EmbeddedAgent.h"
 
 namespace StateDocTest {
 
@@ -29,67 +23,20 @@ namespace {
 // The contexts the tests' documents use, each reached by its own v2c community.
 constexpr const char* kContexts[] = {"", "red", "blue"};
 
-struct Host {
-  std::string dir;
-  int port = 0;
-  std::unique_ptr<Snmp::AgentHost> agent;
-};
-std::unique_ptr<Host> host;
-
-int freeUdpPort() {
-  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  socklen_t len = sizeof a;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
-  close(fd);
-  return ntohs(a.sin_port);
-}
+using Host = TestSupport::EmbeddedAgent;
 
 std::string community(const std::string& context) {
   return context.empty() ? "public" : "public-" + context;
 }
 
 Host& theHost() {
-  if (host) return *host;
-  host = std::make_unique<Host>();
-  char tmpl[] = "/tmp/pimsnmp-state-doc-XXXXXX";
-  host->dir = mkdtemp(tmpl) ? tmpl : "/tmp";
-  {
-    std::ofstream conf(host->dir + "/agent.conf");
-    for (const char* c : kContexts) {
-      conf << "rocommunity " << community(c) << " 127.0.0.1"
-           << (*c ? std::string(" .1 ") + c : std::string()) << "\n";
-    }
+  std::vector<std::string> lines;
+  for (const char* c : kContexts) {
+    lines.push_back("rocommunity " + community(c) + " 127.0.0.1" +
+                    (*c ? std::string(" .1 ") + c : std::string()));
   }
-  for (int attempt = 0; attempt < 5 && !host->agent; ++attempt) {
-    host->port = freeUdpPort();
-    Snmp::AgentHostOptions o;
-    o.appName = "pimsnmp-state-doc-test";
-    o.listen = "udp:127.0.0.1:" + std::to_string(host->port);
-    o.configFile = host->dir + "/agent.conf";
-    o.persistentDir = host->dir + "/persist";
-    o.persistState = false;
-    o.log = Snmp::AgentHostOptions::Log::off;
-    auto agent = std::make_unique<Snmp::AgentHost>(o);
-    if (agent->init()) host->agent = std::move(agent);
-  }
-  return *host;
+  return TestSupport::embeddedAgent("pimsnmp-state-doc-test", lines);
 }
-
-class HostEnvironment : public ::testing::Environment {
-  void TearDown() override {
-    if (!host) return;
-    if (host->agent) host->agent->shutdown();
-    std::error_code ec;
-    std::filesystem::remove_all(host->dir, ec);
-    host.reset();
-  }
-};
-[[maybe_unused]] ::testing::Environment* const environment =
-    ::testing::AddGlobalTestEnvironment(new HostEnvironment);
 
 // Neighbor losses are not what these tests look at.
 class Quiet : public Routing::Pim::SnmpAgent::NeighborLossNotifier {
@@ -127,7 +74,7 @@ std::vector<netsnmp_variable_list*> bulk(Host& h, const std::string& context,
   if (!ss || snmp_send(ss, pdu) == 0) snmp_free_pdu(pdu);
   // The agent's loop serves both ends.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
-  while (ss && !response && std::chrono::steady_clock::now() < deadline) h.agent->runOnce(0.01);
+  while (ss && !response && std::chrono::steady_clock::now() < deadline) h.host->runOnce(0.01);
   if (ss) snmp_close(ss);
   *keep = response;
   std::vector<netsnmp_variable_list*> out;
@@ -198,7 +145,11 @@ void Agent::settle(double seconds) {
 Rows Agent::rows() {
   Host& h = theHost();
   Rows out;
-  if (!h.agent) return out;
+  if (!h.host) {
+    // Two empty walks would compare equal: no agent must fail the comparison, not pass it.
+    ADD_FAILURE() << "no embedded agent on 127.0.0.1";
+    return out;
+  }
   for (const std::string& context : Snmp::mibContexts()->contexts()) {
     for (const std::vector<oid>& root :
          {std::vector<oid>{1, 3, 6, 1, 3, 61}, std::vector<oid>{1, 3, 6, 1, 2, 1, 83},
