@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
@@ -25,6 +24,7 @@
 #include "daemon/ConfigFile.h"
 #include "daemon/ContextLookup.h"
 #include "daemon/Excerpt.h"
+#include "daemon/FeedLine.h"
 #include "daemon/FeedServer.h"
 #include "daemon/FileWatcher.h"
 #include "daemon/Log.h"
@@ -73,23 +73,6 @@ Json okReply() {
 
 Json errorReply(const std::string& reason) {
   return {{"ok", false}, {"errors", Json::array({{{"path", ""}, {"reason", reason}}})}};
-}
-
-std::string compact(const Json& j) {
-  // Replies are single lines; invalid UTF-8 from a client's text is replaced, not thrown on.
-  return j.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-// Splits "word rest of line" at the first run of spaces.
-std::pair<std::string_view, std::string_view> splitWord(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  size_t end = 0;
-  while (end < s.size() && s[end] != ' ' && s[end] != '\t') ++end;
-  std::string_view word = s.substr(0, end);
-  std::string_view rest = s.substr(end);
-  while (!rest.empty() && (rest.front() == ' ' || rest.front() == '\t')) rest.remove_prefix(1);
-  while (!rest.empty() && (rest.back() == ' ' || rest.back() == '\t')) rest.remove_suffix(1);
-  return {word, rest};
 }
 
 }  // namespace
@@ -246,7 +229,7 @@ struct Daemon::Impl {
           options.maxLine);
       feed->oversizeReplyIs([](uint64_t client, size_t limit) {
         Log::warning("feed client {}: line longer than {} bytes discarded", client, limit);
-        return compact(errorReply(fmt::format("line longer than {} bytes", limit)));
+        return replyLine(errorReply(fmt::format("line longer than {} bytes", limit)));
       });
       if (!feed->listen(options.feedSocket, options.feedMode, error)) {
         Log::error("feed socket: {}", error);
@@ -433,21 +416,16 @@ struct Daemon::Impl {
   // -- the feed protocol
 
   std::string handleLine(uint64_t client, std::string_view line) {
-    size_t first = 0;
-    while (first < line.size() && std::isspace(static_cast<unsigned char>(line[first]))) ++first;
-    // Anything that starts like a JSON value is an update (the applier says what is wrong
-    // with one that is not an object); commands are words.
-    if (first < line.size() &&
-        std::string_view("{[\"-0123456789").find(line[first]) != std::string_view::npos) {
+    const FeedRequest request = parseFeedLine(line);
+    if (request.update) {
       const ApplyResult r = keeper->applyPatchText(line, fmt::format("feed client {}", client));
-      if (r.ok) return compact({{"ok", true}, {"update", keeper->applied()}});
-      return compact({{"ok", false}, {"errors", errorsToJson(r.errors)}});
+      if (r.ok) return replyLine({{"ok", true}, {"update", keeper->applied()}});
+      return replyLine({{"ok", false}, {"errors", errorsToJson(r.errors)}});
     }
-    return compact(command(line.substr(first)));
+    return replyLine(command(request.word, request.args));
   }
 
-  Json command(std::string_view line) {
-    const auto [word, rest] = splitWord(line);
+  Json command(std::string_view word, std::string_view rest) {
     if (word == "ping") return {{"ok", true}, {"pong", true}};
     if (word == "status") return {{"ok", true}, {"status", status()}};
     if (word == "dump") return {{"ok", true}, {"document", keeper->document().json()}};

@@ -31,11 +31,6 @@ bool fillAddress(const std::string& path, sockaddr_un& addr, std::string& error)
   return true;
 }
 
-bool isBlank(std::string_view line) {
-  return std::all_of(line.begin(), line.end(),
-                     [](char ch) { return ch == ' ' || ch == '\t' || ch == '\r'; });
-}
-
 }  // namespace
 
 FeedServer::FeedServer(Poller& poller, Handler handler, size_t maxLine)
@@ -120,7 +115,7 @@ void FeedServer::onAccept() {
     const int fd = accept4(listenFd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) return;
     const uint64_t id = nextClient_++;
-    auto client = std::make_unique<Client>();
+    auto client = std::make_unique<Client>(maxLine_);
     client->id = id;
     client->fd = fd;
     if (!poller_.add(fd, EPOLLIN | EPOLLRDHUP,
@@ -150,7 +145,10 @@ void FeedServer::onClient(uint64_t id, uint32_t events) {
     while (budget > 0) {
       const ssize_t n = ::read(c.fd, buf, std::min(sizeof buf, budget));
       if (n > 0) {
-        c.in.append(buf, static_cast<size_t>(n));
+        if (!processInput(c, std::string_view(buf, static_cast<size_t>(n)))) {
+          drop(id);
+          return;
+        }
         budget -= static_cast<size_t>(n);
         continue;
       }
@@ -164,7 +162,7 @@ void FeedServer::onClient(uint64_t id, uint32_t events) {
       }
       break;
     }
-    if (!processInput(c) || !flush(c)) {
+    if ((c.eof && !processInput(c, {})) || !flush(c)) {
       drop(id);
       return;
     }
@@ -177,51 +175,16 @@ void FeedServer::onClient(uint64_t id, uint32_t events) {
   updateInterest(c);
 }
 
-bool FeedServer::processInput(Client& c) {
-  size_t start = 0;
-  for (;;) {
-    const size_t nl = c.in.find('\n', std::max(start, c.scanned));
-    if (nl == std::string::npos) break;
-    std::string_view line(c.in.data() + start, nl - start);
-    bool keep = true;
-    if (c.discarding) {
-      c.discarding = false;
-    } else if (line.size() > maxLine_) {
+bool FeedServer::processInput(Client& c, std::string_view bytes) {
+  const LineFramer::Handler handle = [&](std::string_view line, bool oversize) {
+    if (oversize) {
       ++stats_.oversize;
-      keep = queueReply(c, oversizeReply_(c.id, maxLine_));
-    } else {
-      keep = handleLine(c, line);
+      return queueReply(c, oversizeReply_(c.id, maxLine_));
     }
-    if (!keep) return false;
-    start = nl + 1;
-    c.scanned = start;
-  }
-  c.in.erase(0, start);
-  c.scanned = c.in.size();
-  if (!c.discarding && c.in.size() > maxLine_) {
-    // Answer now and drop the rest of the line as it arrives, instead of buffering it.
-    ++stats_.oversize;
-    c.discarding = true;
-    if (!queueReply(c, oversizeReply_(c.id, maxLine_))) return false;
-  }
-  if (c.discarding) {
-    c.in.clear();
-    c.scanned = 0;
-  }
-  if (c.eof && !c.in.empty()) {
-    const std::string last = std::move(c.in);
-    c.in.clear();
-    c.scanned = 0;
-    return handleLine(c, last);
-  }
-  return true;
-}
-
-bool FeedServer::handleLine(Client& c, std::string_view line) {
-  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-  if (isBlank(line)) return true;
-  ++stats_.lines;
-  return queueReply(c, handler_(c.id, line));
+    ++stats_.lines;
+    return queueReply(c, handler_(c.id, line));
+  };
+  return c.eof ? c.framer.finish(handle) : c.framer.push(bytes, handle);
 }
 
 bool FeedServer::queueReply(Client& c, std::string reply) {

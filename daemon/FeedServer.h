@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "daemon/LineFramer.h"
 #include "daemon/Options.h"
 #include "daemon/Poller.h"
 
@@ -65,12 +66,11 @@ class FeedServer {
 
  private:
   struct Client {
-    uint64_t id;
-    int fd;
-    std::string in;
-    size_t scanned = 0;       // bytes of `in` known to hold no newline
-    bool discarding = false;  // inside an over-long line
-    bool eof = false;         // the peer will send nothing more
+    explicit Client(size_t maxLine) : framer(maxLine) {}
+    uint64_t id = 0;
+    int fd = -1;
+    LineFramer framer;
+    bool eof = false;  // the peer will send nothing more
     std::string out;
     size_t outOffset = 0;
     size_t largestReply = 0;  // among those in `out`
@@ -78,11 +78,9 @@ class FeedServer {
 
   void onAccept();
   void onClient(uint64_t id, uint32_t events);
-  // Frames and handles what `in` holds; at EOF a final unterminated line counts too. False
-  // when the client must be dropped.
-  bool processInput(Client& c);
-  // Queues the reply to one line; false when the client is now over the unsent limit.
-  bool handleLine(Client& c, std::string_view line);
+  // Frames and handles `bytes` (at EOF, a final unterminated line too). False when the client
+  // must be dropped.
+  bool processInput(Client& c, std::string_view bytes);
   bool queueReply(Client& c, std::string reply);
   // Writes what it can; returns false when the connection failed.
   bool flush(Client& c);
