@@ -2,21 +2,11 @@
 
 #include <arpa/inet.h>
 
-#include <net-snmp/net-snmp-config.h>
-
-#include <net-snmp/net-snmp-includes.h>
-
 #include <fmt/format.h>
 
 #include <charconv>
-#include <vector>
 
 #include "daemon/Log.h"
-
-#include <net-snmp/library/snmpUDPDomain.h>
-
-// Declared by no installed header.
-extern "C" int snmp_config_when(char* line, int when);
 
 namespace PimSnmpd {
 namespace {
@@ -54,10 +44,36 @@ std::vector<std::string> sharedCommunityLines() {
   };
 }
 
+std::optional<Com2SecSource> parseCom2SecSource(std::string_view text) {
+  Com2SecSource out;
+  if (text == "default") return out;
+  in_addr network{}, mask{};
+  const auto slash = text.find('/');
+  if (inet_pton(AF_INET, std::string(text.substr(0, slash)).c_str(), &network) != 1) {
+    return std::nullopt;
+  }
+  mask.s_addr = INADDR_NONE;
+  if (slash != std::string_view::npos) {
+    const std::string_view bits = text.substr(slash + 1);
+    unsigned length = 0;
+    const auto [end, ec] = std::from_chars(bits.data(), bits.data() + bits.size(), length);
+    if (ec == std::errc() && end == bits.data() + bits.size() && length <= 32) {
+      mask.s_addr = length == 0 ? 0 : htonl(~uint32_t{0} << (32 - length));
+    } else if (inet_pton(AF_INET, std::string(bits).c_str(), &mask) != 1) {
+      return std::nullopt;
+    }
+  }
+  if (network.s_addr & ~mask.s_addr) return std::nullopt;
+  out.network = network.s_addr;
+  out.mask = mask.s_addr;
+  return out;
+}
+
 CommunityMapper::CommunityMapper(Ent::Ptr<const Snmp::MibContexts> contexts, std::string prefix,
-                                 CommunityBackend backend)
+                                 Com2SecSource prefixSource, CommunityBackend backend)
     : Ent::ReactorOf<Snmp::MibContexts>(std::move(contexts)),
       prefix_(std::move(prefix)),
+      prefixSource_(prefixSource),
       backend_(std::move(backend)) {}
 
 CommunityMapper::~CommunityMapper() {
@@ -65,6 +81,7 @@ CommunityMapper::~CommunityMapper() {
 }
 
 void CommunityMapper::syncAll() {
+  if (prefix_.empty()) return;
   if (!shared_) {
     shared_ = true;
     for (const std::string& line : sharedCommunityLines()) {
@@ -78,12 +95,23 @@ void CommunityMapper::syncAll() {
   for (const std::string& context : notifier()->contexts()) map(context);
 }
 
-void CommunityMapper::remapAll() {
+void CommunityMapper::forgetNetsnmpState() {
   // net-snmp freed the entry with the rest of its list.
   activeHandle_ = nullptr;
-  active_.clear();
+  active_ = nullptr;
   shared_ = false;
+}
+
+void CommunityMapper::remapAll() {
+  forgetNetsnmpState();
   syncAll();
+}
+
+void CommunityMapper::configuredAre(std::vector<Com2SecEntry> entries) {
+  deactivate();
+  configured_.clear();
+  configuredCount_ = entries.size();
+  for (Com2SecEntry& e : entries) configured_[e.community].push_back(std::move(e));
 }
 
 void CommunityMapper::onChange(const Ent::Change& change) {
@@ -97,7 +125,7 @@ void CommunityMapper::onChange(const Ent::Change& change) {
 }
 
 void CommunityMapper::map(const std::string& context) {
-  if (mapped_.contains(context)) return;
+  if (prefix_.empty() || mapped_.contains(context)) return;
   // The same mapping as a stock master's snmpd.conf could hold (pimsnmpctl communities).
   if (!communityLine(prefix_, "default", context)) {
     if (unspellable_.insert(context).second) {
@@ -109,87 +137,54 @@ void CommunityMapper::map(const std::string& context) {
     return;
   }
   mapped_.insert(context);
-  const std::string community = communityFor(prefix_, context);
-  contextOf_[community] = context;
+  std::string community = communityFor(prefix_, context);
   Log::info("v2c community '{}' serves context '{}'", community, context);
+  prefixed_[community] = {community, std::string(kSecName), context, prefixSource_, false};
 }
 
 void CommunityMapper::unmap(const std::string& context) {
   unspellable_.erase(context);
   if (!mapped_.erase(context)) return;
-  const std::string community = communityFor(prefix_, context);
-  contextOf_.erase(community);
-  if (active_ == community) deactivate();
+  const auto it = prefixed_.find(communityFor(prefix_, context));
+  if (it == prefixed_.end()) return;
+  if (active_ == &it->second) deactivate();
+  prefixed_.erase(it);
 }
 
 void CommunityMapper::deactivate() {
   if (activeHandle_) backend_.remove(activeHandle_);
   activeHandle_ = nullptr;
-  active_.clear();
+  active_ = nullptr;
 }
 
-const std::string* CommunityMapper::activate(std::string_view community) {
-  const auto it = contextOf_.find(std::string(community));
-  if (it == contextOf_.end()) return nullptr;
-  if (activeHandle_ && active_ == community) return &it->second;
+const Com2SecEntry* CommunityMapper::select(std::string_view community,
+                                            std::optional<in_addr_t> from) const {
+  if (!from) return nullptr;
+  const std::string key(community);
+  // net-snmp's order: the configuration's lines, first match wins, a negated one refuses.
+  if (const auto it = configured_.find(key); it != configured_.end()) {
+    for (const Com2SecEntry& e : it->second) {
+      if (e.accepts(*from)) return e.negate ? nullptr : &e;
+    }
+  }
+  const auto it = prefixed_.find(key);
+  return it != prefixed_.end() && it->second.accepts(*from) ? &it->second : nullptr;
+}
+
+const Com2SecEntry* CommunityMapper::activate(std::string_view community,
+                                              std::optional<in_addr_t> from) {
+  const Com2SecEntry* entry = select(community, from);
+  if (entry && entry == active_) return entry;
   deactivate();
-  activeHandle_ = backend_.add(it->first, it->second);
+  if (!entry) return nullptr;
+  activeHandle_ = backend_.add(*entry);
   if (!activeHandle_) {
-    Log::warning("net-snmp did not accept community '{}' for context '{}'", it->first, it->second);
+    Log::warning("net-snmp did not accept community '{}' for context '{}'", entry->community,
+                 entry->context);
     return nullptr;
   }
-  active_ = it->first;
-  return &it->second;
-}
-
-bool netsnmpConfigure(const std::string& line) {
-  std::vector<char> buf(line.begin(), line.end());
-  buf.push_back('\0');
-  if (!netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_HAVE_READ_CONFIG)) {
-    return netsnmp_config(buf.data()) == SNMPERR_SUCCESS;
-  }
-  // Applied now and not remembered: net-snmp would replay a remembered line at the next
-  // re-read only (and then forget it); CommunityMapper::remapAll adds every line again.
-  return snmp_config_when(buf.data(), NORMAL_CONFIG) == SNMPERR_SUCCESS;
-}
-
-std::optional<CommunityBackend> netsnmpCommunityBackend(std::string_view source) {
-  in_addr network{}, mask{};
-  if (source != "default") {
-    const auto slash = source.find('/');
-    const std::string address(source.substr(0, slash));
-    if (inet_pton(AF_INET, address.c_str(), &network) != 1) return std::nullopt;
-    mask.s_addr = INADDR_NONE;
-    if (slash != std::string_view::npos) {
-      const std::string_view text = source.substr(slash + 1);
-      unsigned length = 0;
-      const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), length);
-      if (ec == std::errc() && end == text.data() + text.size() && length <= 32) {
-        mask.s_addr = length == 0 ? 0 : htonl(~uint32_t{0} << (32 - length));
-      } else if (inet_pton(AF_INET, std::string(text).c_str(), &mask) != 1) {
-        return std::nullopt;
-      }
-    }
-    if (network.s_addr & ~mask.s_addr) return std::nullopt;
-  }
-  CommunityBackend backend;
-  backend.configure = netsnmpConfigure;
-  backend.add = [network, mask](const std::string& community,
-                                const std::string& context) -> CommunityBackend::Handle {
-    com2SecEntry* entry = nullptr;
-    in_addr n = network, m = mask;
-    const std::string secName(kSecName);
-    if (netsnmp_udp_com2SecEntry_create(&entry, community.c_str(), secName.c_str(), context.c_str(),
-                                        &n, &m, 0) != 0) {
-      return nullptr;
-    }
-    return entry;
-  };
-  backend.remove = [](CommunityBackend::Handle entry) {
-    auto* e = static_cast<com2SecEntry*>(entry);
-    if (netsnmp_udp_com2SecList_remove(e) == 0) netsnmp_udp_com2Sec_free(e);
-  };
-  return backend;
+  active_ = entry;
+  return entry;
 }
 
 }  // namespace PimSnmpd

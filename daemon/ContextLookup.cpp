@@ -8,6 +8,8 @@
 
 #include <net-snmp/agent/agent_callbacks.h>
 
+#include <net-snmp/library/snmpTCPDomain.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -29,13 +31,27 @@ const netsnmp_pdu* pduOf(void* serverArg) {
   return parms ? parms->pdu : nullptr;
 }
 
-// Before VACM's check: a v1/v2c community of ours gets its com2sec entry.
+// The source net-snmp matches com2sec entries against: the IPv4 peer of a UDP or TCP request
+// (the transports whose requests VACM looks up in that list).
+std::optional<in_addr_t> ipv4Source(const netsnmp_pdu& pdu) {
+  if (pdu.tDomain != netsnmpUDPDomain && pdu.tDomain != netsnmp_snmpTCPDomain) return std::nullopt;
+  if (!pdu.transport_data || pdu.transport_data_length != sizeof(netsnmp_indexed_addr_pair)) {
+    return std::nullopt;
+  }
+  const auto* pair = static_cast<const netsnmp_indexed_addr_pair*>(pdu.transport_data);
+  if (pair->remote_addr.sa.sa_family != AF_INET) return std::nullopt;
+  return pair->remote_addr.sin.sin_addr.s_addr;
+}
+
+// Before VACM's check: the community and source get their com2sec entry.
 int beforeAccessCheck(int, int, void* serverArg, void* clientArg) {
   const netsnmp_pdu* pdu = pduOf(serverArg);
   if (!clientArg || !pdu) return SNMPERR_SUCCESS;
   if (pdu->version == SNMP_VERSION_1 || pdu->version == SNMP_VERSION_2c) {
-    static_cast<ContextLookup*>(clientArg)->onCommunity(std::string_view(
-        reinterpret_cast<const char*>(pdu->community), pdu->community ? pdu->community_len : 0));
+    static_cast<ContextLookup*>(clientArg)->onCommunity(
+        std::string_view(reinterpret_cast<const char*>(pdu->community),
+                         pdu->community ? pdu->community_len : 0),
+        ipv4Source(*pdu));
   }
   return SNMPERR_SUCCESS;
 }
@@ -88,8 +104,8 @@ ContextLookup::~ContextLookup() {
   }
 }
 
-void ContextLookup::onCommunity(std::string_view community) {
-  if (communities_) communities_->activate(community);
+void ContextLookup::onCommunity(std::string_view community, std::optional<in_addr_t> from) {
+  if (communities_) communities_->activate(community, from);
 }
 
 void ContextLookup::onContext(std::string_view context) {

@@ -5,8 +5,12 @@
 // forgets a context that went. This keeps both short where it counts: once per PDU, before
 // access control, the PDU's context moves to the front of the list (and the lookup caches are
 // dropped when the context changed), so each varbind finds it first; a context that went
-// leaves the list. A v1/v2c community of CommunityMapper's gets its com2sec entry first.
+// leaves the list. Before that, a v1/v2c PDU's community and source get their com2sec entry
+// from CommunityMapper.
 
+#include <netinet/in.h>
+
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,8 +23,8 @@ class CommunityMapper;
 
 class ContextLookup : public Ent::ReactorOf<Snmp::MibContexts> {
  public:
-  // `communities` may be null (no per-VRF communities). The PDU hook is installed only when
-  // `perPdu` (a master agent: a subagent's PDUs pass no access control).
+  // `communities` may be null (net-snmp's com2sec list is left alone). The PDU hook is installed
+  // only when `perPdu` (a master agent: a subagent's PDUs pass no access control).
   ContextLookup(Ent::Ptr<const Snmp::MibContexts> contexts, CommunityMapper* communities,
                 bool perPdu);
   ~ContextLookup() override;
@@ -28,7 +32,8 @@ class ContextLookup : public Ent::ReactorOf<Snmp::MibContexts> {
   ContextLookup& operator=(const ContextLookup&) = delete;
 
   // Once per PDU: a v1/v2c PDU's community before access control, every PDU's context after.
-  void onCommunity(std::string_view community);
+  // `from`: the IPv4 source of a UDP or TCP request, nullopt for any other.
+  void onCommunity(std::string_view community, std::optional<in_addr_t> from);
   void onContext(std::string_view context);
 
   void onChange(const Ent::Change& change) override;

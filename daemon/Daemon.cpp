@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "daemon/AgentTree.h"
+#include "daemon/Com2SecList.h"
 #include "daemon/Communities.h"
 #include "daemon/ConfigFile.h"
 #include "daemon/ContextLookup.h"
@@ -94,6 +95,7 @@ struct Daemon::Impl {
   std::unique_ptr<FeedServer> feed;
   std::unique_ptr<FileWatcher> watcher;
   std::unique_ptr<CommunityMapper> communities;
+  std::unique_ptr<Com2SecTakeover> com2secTakeover;
   std::unique_ptr<ContextLookup> contextLookup;
   std::unique_ptr<SystemGroup> systemGroup;
   std::unique_ptr<NetSnmpLog> netsnmpLog;
@@ -178,9 +180,12 @@ struct Daemon::Impl {
     };
     h.debugTokens = options.snmpDebug;
     host = std::make_unique<Snmp::AgentHost>(std::move(h));
-    if (!options.communityPrefix.empty()) {
-      auto backend = netsnmpCommunityBackend(options.communitySource);
-      if (!backend) {
+    const bool master = options.role == Options::Role::master;
+    // A master serves v1/v2c communities, the configuration's and the prefix's, one entry
+    // at a time in net-snmp's com2sec list; a subagent's are its master's.
+    if (master) {
+      const auto source = parseCom2SecSource(options.communitySource);
+      if (!source) {
         Log::error(
             "--community-source {}: not an IPv4 address, address/length, address/mask or "
             "default",
@@ -188,9 +193,9 @@ struct Daemon::Impl {
         return false;
       }
       communities = std::make_unique<CommunityMapper>(Snmp::mibContexts(), options.communityPrefix,
-                                                      std::move(*backend));
+                                                      *source, netsnmpCommunityBackend());
+      com2secTakeover = std::make_unique<Com2SecTakeover>(*communities);
     }
-    const bool master = options.role == Options::Role::master;
     // The system group, the snmpEngine objects and the per-VRF sinks' directive must be
     // registered before the configuration is read. A subagent's master serves the group.
     const auto beforeConfig = [master] {
@@ -281,6 +286,7 @@ struct Daemon::Impl {
     // Every context is withdrawn while the agent still runs, so that an AgentX master is told.
     if (tree) tree->tearDown();
     contextLookup.reset();
+    com2secTakeover.reset();
     communities.reset();
     systemGroup.reset();
     VrfTrapSinks::clear();
@@ -579,7 +585,8 @@ struct Daemon::Impl {
         {"notifications", Status::notifications(*SnmpUtil::getSnmpConfig())},
         {"trace", Trace::setting()},
     };
-    if (communities) {
+    if (communities) out["configuredCommunities"] = communities->configuredCount();
+    if (communities && !options.communityPrefix.empty()) {
       Json mapped = Json::array();
       for (const std::string& c : communities->mapped()) {
         mapped.push_back({{"context", c}, {"community", communityFor(options.communityPrefix, c)}});

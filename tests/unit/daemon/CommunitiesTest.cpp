@@ -1,3 +1,4 @@
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -9,40 +10,52 @@
 namespace PimSnmpd {
 namespace {
 
-TEST(Communities, MapTheDefaultVrfToThePrefixAndOthersToPrefixDashVrf) {
+in_addr_t ip(const char* text) {
+  in_addr a{};
+  EXPECT_EQ(inet_pton(AF_INET, text, &a), 1) << text;
+  return a.s_addr;
+}
+
+TEST(Communities, LinesThatSnmpdConfCanSpell) {
   EXPECT_EQ(communityFor("public", ""), "public");
   EXPECT_EQ(communityFor("public", "red"), "public-red");
   EXPECT_EQ(communityLine("public", "127.0.0.1", ""), "com2sec pimsnmpVrf 127.0.0.1 public");
   EXPECT_EQ(communityLine("ro", "10.0.0.0/8", "red"),
             "com2sec -Cn red pimsnmpVrf 10.0.0.0/8 ro-red");
+  EXPECT_TRUE(communityLine("public", "127.0.0.1", "vrf-1.blue_2"));
+  for (const char* context : {"a b", "tab\there", "quote\"d", "it's", "hash#", "back\\slash"}) {
+    EXPECT_FALSE(communityLine("public", "127.0.0.1", context)) << context;
+  }
   // One group and one access entry for all of them, whatever the VRF count.
   const auto shared = sharedCommunityLines();
   ASSERT_EQ(shared.size(), 4u);
   EXPECT_EQ(shared[3], "access pimsnmpVrf \"\" any noauth prefix pimsnmpVrfAll none none");
 }
 
-TEST(Communities, RefuseContextsThatSnmpdConfCannotSpell) {
-  for (const char* context : {"a b", "tab\there", "quote\"d", "it's", "hash#", "back\\slash"}) {
-    EXPECT_FALSE(communityLine("public", "127.0.0.1", context)) << context;
-  }
-  EXPECT_TRUE(communityLine("public", "127.0.0.1", "vrf-1.blue_2"));
-}
-
-TEST(Communities, SourcesNetSnmpWouldTake) {
-  for (const char* ok : {"127.0.0.1", "10.0.0.0/8", "10.0.0.0/255.0.0.0", "0.0.0.0/0", "default"}) {
-    EXPECT_TRUE(netsnmpCommunityBackend(ok)) << ok;
+TEST(Communities, SourcesAsCom2secReadsThem) {
+  const std::vector<std::tuple<const char*, const char*, const char*>> good = {
+      {"127.0.0.1", "127.0.0.1", "255.255.255.255"},
+      {"10.0.0.0/8", "10.0.0.0", "255.0.0.0"},
+      {"10.0.0.0/255.0.0.0", "10.0.0.0", "255.0.0.0"},
+      {"0.0.0.0/0", "0.0.0.0", "0.0.0.0"},
+      {"default", "0.0.0.0", "0.0.0.0"}};
+  for (const auto& [text, network, mask] : good) {
+    const auto s = parseCom2SecSource(text);
+    ASSERT_TRUE(s) << text;
+    EXPECT_EQ(s->network, ip(network)) << text;
+    EXPECT_EQ(s->mask, ip(mask)) << text;
   }
   for (const char* bad : {"", "localhost", "10.0.0.1/8", "10.0.0.0/33", "10.0.0.0/", "1.2.3.4/x",
                           "::1", "10.0.0.0/255.0.0.1x"}) {
-    EXPECT_FALSE(netsnmpCommunityBackend(bad)) << bad;
+    EXPECT_FALSE(parseCom2SecSource(bad)) << bad;
   }
 }
 
-// net-snmp's list as a fake: which entries it holds, and every configuration line.
+// net-snmp's com2sec list as a fake: the entries it holds, and every configuration line.
 struct FakeNetSnmp {
   std::vector<std::string> lines;
-  std::map<int, std::pair<std::string, std::string>> entries;  // id -> community, context
-  int next = 1;
+  std::map<intptr_t, Com2SecEntry> entries;
+  intptr_t next = 1;
   bool acceptAdd = true;
 
   CommunityBackend backend() {
@@ -50,117 +63,139 @@ struct FakeNetSnmp {
               lines.push_back(line);
               return true;
             },
-            [this](const std::string& community, const std::string& context) {
+            [this](const Com2SecEntry& e) {
               if (!acceptAdd) return CommunityBackend::Handle{};
-              entries[next] = {community, context};
-              return reinterpret_cast<CommunityBackend::Handle>(static_cast<intptr_t>(next++));
+              entries[next] = e;
+              return reinterpret_cast<CommunityBackend::Handle>(next++);
             },
             [this](CommunityBackend::Handle h) {
-              EXPECT_EQ(entries.erase(static_cast<int>(reinterpret_cast<intptr_t>(h))), 1u);
+              EXPECT_EQ(entries.erase(reinterpret_cast<intptr_t>(h)), 1u);
             }};
+  }
+  // The context of the one entry in the list; "-" when empty.
+  std::string listed() const {
+    EXPECT_LE(entries.size(), 1u);
+    return entries.empty() ? "-" : entries.begin()->second.context;
   }
 };
 
-TEST(Communities, SharedLinesOnceAndAgainAfterReRead) {
-  auto contexts = Ent::make<Snmp::MibContexts>();
+Com2SecEntry line(const char* context, const char* community, const char* source) {
+  const bool negate = source[0] == '!';
+  return {community, "sec", context, *parseCom2SecSource(source + negate), negate};
+}
+
+struct CommunitiesTest : testing::Test {
+  Ent::Ptr<Snmp::MibContexts> contexts = Ent::make<Snmp::MibContexts>();
   FakeNetSnmp net;
-  CommunityMapper mapper(contexts, "public", net.backend());
-  contexts->moduleIs("ipMcastMIB", "");
-  mapper.syncAll();
+  CommunityMapper mapper{contexts, "public", *parseCom2SecSource("127.0.0.1"), net.backend()};
+  std::string served(const char* community, const char* from) {
+    const Com2SecEntry* e =
+        mapper.activate(community, from ? std::optional(ip(from)) : std::nullopt);
+    EXPECT_EQ(net.listed(), e ? e->context : "-") << community;
+    return e ? e->context : "-";
+  }
+};
+
+TEST_F(CommunitiesTest, TheEntryNetSnmpWouldPickAloneInItsList) {
   mapper.syncAll();
   EXPECT_EQ(net.lines, sharedCommunityLines());
-  EXPECT_EQ(mapper.mapped(), (std::set<std::string>{""}));
+  for (const char* vrf : {"", "red", "blue"}) contexts->moduleIs("PimMIB", vrf);
+  mapper.configuredAre({line("red", "hand-red", "127.0.0.1"), line("", "hand", "10.0.0.0/8"),
+                        line("", "both", "!10.9.0.0/16"), line("blue", "both", "10.0.0.0/8"),
+                        line("red", "both", "default"), line("green", "public-red", "127.0.0.1")});
+  EXPECT_EQ(mapper.configuredCount(), 6u);
+  // community, source (null: not IPv4), context served ("-": none)
+  const std::vector<std::tuple<const char*, const char*, const char*>> cases = {
+      {"hand-red", "127.0.0.1", "red"},
+      {"hand-red", "127.0.0.2", "-"},
+      {"hand", "10.1.2.3", ""},
+      {"hand", "11.0.0.1", "-"},
+      {"both", "10.9.1.1", "-"},  // refused by the negated line, before the later ones
+      {"both", "10.1.1.1", "blue"},
+      {"both", "192.168.1.1", "red"},
+      {"public-red", "127.0.0.1", "green"},  // the configuration's lines come first
+      {"public-red", "127.0.0.2", "-"},
+      {"public-blue", "127.0.0.1", "blue"},
+      {"public", "127.0.0.1", ""},
+      {"public-", "127.0.0.1", "-"},
+      {"nosuch", "127.0.0.1", "-"},
+      {"hand-red", nullptr, "-"},
+      {"", "127.0.0.1", "-"},
+      {"hand-red", "127.0.0.1", "red"}};
+  for (const auto& [community, from, context] : cases) {
+    EXPECT_EQ(served(community, from), context) << community << " from " << (from ? from : "-");
+  }
+}
 
-  // A re-read freed net-snmp's entries: the one in use is forgotten, not freed twice.
-  ASSERT_NE(mapper.activate("public"), nullptr);
+TEST_F(CommunitiesTest, AnEntryIsAddedOnlyWhenTheCommunityChanges) {
+  mapper.syncAll();
+  contexts->moduleIs("PimMIB", "red");
+  EXPECT_EQ(served("public-red", "127.0.0.1"), "red");
+  const intptr_t first = net.entries.begin()->first;
+  EXPECT_EQ(served("public-red", "127.0.0.1"), "red");
+  EXPECT_EQ(net.entries.begin()->first, first);
+  // One net-snmp refused is tried again at the next PDU.
+  net.acceptAdd = false;
+  EXPECT_EQ(served("public", "127.0.0.1"), "-");
+  contexts->moduleIs("PimMIB", "");
+  EXPECT_EQ(served("public", "127.0.0.1"), "-");
+  net.acceptAdd = true;
+  EXPECT_EQ(served("public", "127.0.0.1"), "");
+}
+
+TEST_F(CommunitiesTest, ReReadingReplacesTheConfiguredEntries) {
+  mapper.syncAll();
+  mapper.configuredAre({line("red", "hand", "default")});
+  EXPECT_EQ(served("hand", "10.0.0.1"), "red");
+  // The entry in use is not one net-snmp holds any more, so it is forgotten, not freed.
   net.entries.clear();
+  mapper.forgetNetsnmpState();
+  mapper.configuredAre({line("blue", "hand", "default"), line("", "other", "default")});
+  EXPECT_EQ(served("hand", "10.0.0.1"), "blue");
+  // New entries drop the one in use.
+  mapper.configuredAre({});
+  EXPECT_TRUE(net.entries.empty());
+  EXPECT_EQ(served("hand", "10.0.0.1"), "-");
   mapper.remapAll();
   EXPECT_EQ(net.lines.size(), 2 * sharedCommunityLines().size());
-  EXPECT_EQ(mapper.active(), "");
-  ASSERT_NE(mapper.activate("public"), nullptr);
-  EXPECT_EQ(net.entries.size(), 1u);
 }
 
-TEST(Communities, OnlyTheServedCommunitySitsInNetSnmpsList) {
-  auto contexts = Ent::make<Snmp::MibContexts>();
-  FakeNetSnmp net;
-  CommunityMapper mapper(contexts, "public", net.backend());
-  mapper.syncAll();
-  for (const char* vrf : {"red", "blue", "green"}) contexts->moduleIs("PimMIB", vrf);
-  EXPECT_TRUE(net.entries.empty());
-
-  const std::string* context = mapper.activate("public-blue");
-  ASSERT_NE(context, nullptr);
-  EXPECT_EQ(*context, "blue");
-  ASSERT_EQ(net.entries.size(), 1u);
-  EXPECT_EQ(net.entries.begin()->second,
-            (std::pair<std::string, std::string>{"public-blue", "blue"}));
-  // The same community again keeps its entry; another one takes its place.
-  const int firstId = net.entries.begin()->first;
-  mapper.activate("public-blue");
-  EXPECT_EQ(net.entries.begin()->first, firstId);
-  ASSERT_NE(mapper.activate("public-red"), nullptr);
-  ASSERT_EQ(net.entries.size(), 1u);
-  EXPECT_EQ(net.entries.begin()->second.first, "public-red");
-
-  // Not ours (a hand-written line, a typo, the default VRF that is not served): left to net-snmp.
-  EXPECT_EQ(mapper.activate("private"), nullptr);
-  EXPECT_EQ(mapper.activate("public"), nullptr);
-  EXPECT_EQ(mapper.activate("public-"), nullptr);
-  EXPECT_EQ(mapper.active(), "public-red");
-
-  // An entry net-snmp refused is tried again at the next PDU.
-  net.acceptAdd = false;
-  EXPECT_EQ(mapper.activate("public-green"), nullptr);
-  EXPECT_TRUE(net.entries.empty());
-  net.acceptAdd = true;
-  ASSERT_NE(mapper.activate("public-green"), nullptr);
-  EXPECT_EQ(net.entries.size(), 1u);
-}
-
-TEST(Communities, AVrfThatGoesTakesItsCommunityAlong) {
-  auto contexts = Ent::make<Snmp::MibContexts>();
-  FakeNetSnmp net;
-  CommunityMapper mapper(contexts, "public", net.backend());
+TEST_F(CommunitiesTest, AVrfThatGoesTakesItsCommunityAlong) {
   contexts->moduleIs("PimMIB", "");
   mapper.syncAll();
   const auto before = mapper.mapped();
-
-  // Fresh names come and go; one is being served when it goes.
   for (int i = 0; i < 200; ++i) {
     const std::string vrf = "churn" + std::to_string(i);
+    const std::string community = "public-" + vrf;
     contexts->moduleIs("PimMIB", vrf);
     contexts->moduleIs("ipMcastMIB", vrf);
-    ASSERT_NE(mapper.activate("public-" + vrf), nullptr);
-    // Still served by one module: still mapped.
-    contexts->moduleDel("PimMIB", vrf);
-    ASSERT_NE(mapper.activate("public-" + vrf), nullptr);
-    contexts->moduleDel("ipMcastMIB", vrf);
-    EXPECT_EQ(mapper.activate("public-" + vrf), nullptr);
+    EXPECT_EQ(served(community.c_str(), "127.0.0.1"), vrf);
+    contexts->moduleDel("PimMIB", vrf);  // still served by one module
+    EXPECT_EQ(served(community.c_str(), "127.0.0.1"), vrf);
+    contexts->moduleDel("ipMcastMIB", vrf);  // gone while its entry is in use
+    EXPECT_TRUE(net.entries.empty());
+    EXPECT_EQ(served(community.c_str(), "127.0.0.1"), "-");
   }
   EXPECT_EQ(mapper.mapped(), before);
-  EXPECT_TRUE(net.entries.empty());
-  EXPECT_EQ(mapper.active(), "");
-
-  // A name snmpd.conf cannot spell gets none (as with a stock master).
+  // A name snmpd.conf cannot spell gets none; a name that comes back gets its community back.
   contexts->moduleIs("PimMIB", "two words");
-  EXPECT_EQ(mapper.activate("public-two words"), nullptr);
-  EXPECT_FALSE(mapper.mapped().contains("two words"));
-
-  // A name that comes back gets its community back.
+  EXPECT_EQ(served("public-two words", "127.0.0.1"), "-");
   contexts->moduleIs("PimMIB", "churn7");
-  EXPECT_NE(mapper.activate("public-churn7"), nullptr);
-  EXPECT_EQ(net.lines.size(), sharedCommunityLines().size());
+  EXPECT_EQ(served("public-churn7", "127.0.0.1"), "churn7");
 }
 
-TEST(Communities, TheEntryInUseIsFreedWithTheMapper) {
+TEST(Communities, WithoutAPrefixOnlyTheConfigurationAndTheEntryInUseFreedAtTheEnd) {
   auto contexts = Ent::make<Snmp::MibContexts>();
   FakeNetSnmp net;
   {
-    CommunityMapper mapper(contexts, "p", net.backend());
+    CommunityMapper mapper(contexts, "", {}, net.backend());
     contexts->moduleIs("PimMIB", "red");
     mapper.syncAll();
-    ASSERT_NE(mapper.activate("p-red"), nullptr);
+    EXPECT_TRUE(net.lines.empty());
+    EXPECT_TRUE(mapper.mapped().empty());
+    EXPECT_EQ(mapper.activate("-red", ip("127.0.0.1")), nullptr);
+    mapper.configuredAre({line("red", "c", "default")});
+    ASSERT_NE(mapper.activate("c", ip("127.0.0.1")), nullptr);
     EXPECT_EQ(net.entries.size(), 1u);
   }
   EXPECT_TRUE(net.entries.empty());
