@@ -1,23 +1,32 @@
 #pragma once
 
-// Builders of IndexPart descriptors, one per kind of index component. `Member` names the
-// component inside the table's index type (a pointer to data member), or is nullptr for a
-// table whose whole index is the component (an int32_t ifIndex, an IpGenAddr). `column` is the
-// index object as the module file declares it (Mib::kImported when another table defines it).
+// A table descriptor's index parts, derived from its index type's field list (Index.h): each
+// field kind has its builders, one per index object it travels as (an InetAddress field is two:
+// its type and its octets). The table names the objects, in order (indexParts). A builder's
+// `Member` names the component inside the table's index type (a pointer to data member), or is
+// nullptr for a table whose whole index is the component (an int32_t ifIndex, an IpGenAddr).
+// `column` is the index object as the module file declares it (Mib::kImported when another
+// table defines it).
 
 #include <arpa/inet.h>
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <span>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "PimSnmp/MibTable/TableDef.h"
+#include "PimSnmp/PimSnmp/Index.h"
 #include "platform/Lanet/IpGenAddr.h"
 #include "platform/Snmp/Converters.h"
 #include "platform/Snmp/HintReaders.h"
@@ -219,6 +228,89 @@ IndexPart<Index> inetAddressIndex(const char* name, const char* traceName,
           },
           [](const Index& i) { return detail::field<Member>(i).toString(); },
           std::move(column)};
+}
+
+// ---- From the field list
+
+// The names of one index object of a table: as traced, its iteration-trace label and its
+// declaration in the module file.
+struct IndexObject {
+  const char* name;
+  const char* traceName;
+  Mib::IndexColumn column;
+};
+
+namespace detail {
+
+template <class Index>
+using PartBuilder = IndexPart<Index> (*)(const char*, const char*, Mib::IndexColumn);
+
+template <class Index, auto M>
+constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::IpAddress) {
+  return {&ipAddressIndex<Index, M>};
+}
+template <class Index, auto M>
+constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::Mask) {
+  return {&maskIndex<Index, M>};
+}
+template <class Index, auto M>
+constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::Int32) {
+  return {&s32Index<Index, M>};
+}
+template <class Index, auto M>
+constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::Unsigned32) {
+  return {&unsignedIndex<Index, M>};
+}
+template <class Index, auto M>
+constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::NonNegativeInteger) {
+  return {&nonNegativeIntegerIndex<Index, M>};
+}
+template <class Index, auto M>
+constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::InetVersion) {
+  return {&ipVersionIndex<Index, M>};
+}
+template <class Index, auto M>
+constexpr std::array<PartBuilder<Index>, 2> partBuilders(IndexKind::InetAddress) {
+  return {&inetAddressTypeIndex<Index, M>, &inetAddressIndex<Index, M>};
+}
+
+template <class T, size_t... N>
+constexpr std::array<T, (N + ... + 0)> concat(const std::array<T, N>&... parts) {
+  std::array<T, (N + ... + 0)> out{};
+  size_t i = 0;
+  ((std::copy(parts.begin(), parts.end(), out.begin() + i), i += N), ...);
+  return out;
+}
+
+}  // namespace detail
+
+// The field list of a table's index: the index type's own, or one field that is the whole
+// index.
+template <class Index>
+constexpr auto indexFieldsOf() {
+  if constexpr (IndexType<Index>) {
+    return Index::fields;
+  } else {
+    return std::tuple{IndexField<nullptr, typename DefaultIndexKind<Index>::type>{""}};
+  }
+}
+
+// The index parts of a table indexed by `Index`, one per object named in `objects`.
+template <class Index, size_t N>
+std::vector<IndexPart<Index>> indexParts(const IndexObject (&objects)[N]) {
+  constexpr auto builders = std::apply(
+      [](auto... f) {
+        return detail::concat(
+            detail::partBuilders<Index, decltype(f)::member>(typename decltype(f)::Kind{})...);
+      },
+      indexFieldsOf<Index>());
+  static_assert(builders.size() == N, "one index object per index part of the type");
+  std::vector<IndexPart<Index>> parts;
+  parts.reserve(N);
+  for (size_t i = 0; i < N; ++i) {
+    parts.push_back(builders[i](objects[i].name, objects[i].traceName, objects[i].column));
+  }
+  return parts;
 }
 
 }  // namespace Routing::Pim::Snmp

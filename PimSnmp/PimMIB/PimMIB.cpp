@@ -79,9 +79,9 @@ const PimInterfaceTableTraits::Def& PimInterfaceTableTraits::def() {
       2,
       9,
       {2, 3, 4, 5, 6, 7, 8, 9},
-      {s32Index<Index>("pimInterfaceIfIndex", "index=",
-                       Mib::indexColumn(1, Mib::tc(Mib::interfaceIndex()),
-                                        "ifIndex of a PIM interface of the VRF."))},
+      indexParts<Index>({{"pimInterfaceIfIndex", "index=",
+                          Mib::indexColumn(1, Mib::tc(Mib::interfaceIndex()),
+                                           "ifIndex of a PIM interface of the VRF.")}}),
       {
           PIMSNMP_COLUMN(2, "pimInterfaceAddress", "address", LanetIpGenAddrToAsnOctetString,
                          ASN_IPADDRESS, e.address(),
@@ -144,9 +144,9 @@ const PimNeighborTableTraits::Def& PimNeighborTableTraits::def() {
       2,
       5,
       {2, 3, 4, 5},
-      {ipAddressIndex<Index>("pimNeighborAddress", "index=",
-                             Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
-                                              "IPv4 address of a PIM neighbor."))},
+      indexParts<Index>({{"pimNeighborAddress", "index=",
+                          Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
+                                           "IPv4 address of a PIM neighbor.")}}),
       {
           PIMSNMP_COLUMN(2, "pimNeighborIfIndex", "interfaceIndex", S32ToAsnInteger, ASN_INTEGER,
                          e.interfaceIndex(),
@@ -180,11 +180,11 @@ const PimIpMRouteTableTraits::Def& PimIpMRouteTableTraits::def() {
       1,
       5,
       {1, 2, 3, 4, 5},
-      {
-          ipAddressIndex<Index, &Index::group>("ipMRouteGroup", "gAddr=", Mib::kImported),
-          ipAddressIndex<Index, &Index::source>("ipMRouteSource", "sAddr=", Mib::kImported),
-          maskIndex<Index, &Index::sMask>("ipMRouteSourceMask", "sMask=", Mib::kImported),
-      },
+      indexParts<Index>({
+          {"ipMRouteGroup", "gAddr=", Mib::kImported},
+          {"ipMRouteSource", "sAddr=", Mib::kImported},
+          {"ipMRouteSourceMask", "sMask=", Mib::kImported},
+      }),
       {
           PIMSNMP_COLUMN(1, "pimIpMRouteUpstreamAssertTimer", "upstreamAssertTimer", U32ToTimeTicks,
                          ASN_TIMETICKS, e.upstreamAssertTimer(),
@@ -227,23 +227,19 @@ const PimRPSetTableTraits::Def& PimRPSetTableTraits::def() {
       4,
       5,
       {4, 5},
-      {
-          nonNegativeIntegerIndex<Index, &Index::pimComponentId>(
-              "pimRPSetComponent", "pimComponentId=",
-              Mib::indexColumn(6, Mib::integer32(1, 255),
-                               "The PIM domain component the RP-set entry belongs to.")),
-          ipAddressIndex<Index, &Index::group>(
-              "pimRPSetGroupAddress", "group=",
-              Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
-                               "Group prefix address of the RP-set entry.")),
-          maskIndex<Index, &Index::gMask>(
-              "pimRPSetGroupMask", "gMask=",
-              Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
-                               "Group prefix mask of the RP-set entry.")),
-          ipAddressIndex<Index, &Index::rpAddr>(
-              "pimRPSetAddress", "rpAddr=",
-              Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress), "IPv4 address of the RP.")),
-      },
+      indexParts<Index>({
+          {"pimRPSetComponent", "pimComponentId=",
+           Mib::indexColumn(6, Mib::integer32(1, 255),
+                            "The PIM domain component the RP-set entry belongs to.")},
+          {"pimRPSetGroupAddress", "group=",
+           Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
+                            "Group prefix address of the RP-set entry.")},
+          {"pimRPSetGroupMask", "gMask=",
+           Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
+                            "Group prefix mask of the RP-set entry.")},
+          {"pimRPSetAddress", "rpAddr=",
+           Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress), "IPv4 address of the RP.")},
+      }),
       {
           PIMSNMP_COLUMN(
               4, "pimRPSetHoldTime", "holdTime", U32ToAsnUnsigned, ASN_INTEGER, e.holdTime(),
@@ -272,14 +268,13 @@ const PimIpMRouteNextHopTableTraits::Def& PimIpMRouteNextHopTableTraits::def() {
       2,
       2,
       {2},
-      {
-          ipAddressIndex<Index, &Index::group>("ipMRouteNextHopGroup", "gAddr=", Mib::kImported),
-          ipAddressIndex<Index, &Index::source>("ipMRouteNextHopSource", "sAddr=", Mib::kImported),
-          maskIndex<Index, &Index::sMask>("ipMRouteNextHopSourceMask", "sMask=", Mib::kImported),
-          s32Index<Index, &Index::ifIndex>("ipMRouteNextHopIfIndex", "ifIndex=", Mib::kImported),
-          ipAddressIndex<Index, &Index::address>("ipMRouteNextHopAddress",
-                                                 "address=", Mib::kImported),
-      },
+      indexParts<Index>({
+          {"ipMRouteNextHopGroup", "gAddr=", Mib::kImported},
+          {"ipMRouteNextHopSource", "sAddr=", Mib::kImported},
+          {"ipMRouteNextHopSourceMask", "sMask=", Mib::kImported},
+          {"ipMRouteNextHopIfIndex", "ifIndex=", Mib::kImported},
+          {"ipMRouteNextHopAddress", "address=", Mib::kImported},
+      }),
       {
           PIMSNMP_COLUMN(2, "pimIpMRouteNextHopPruneReason", "nextHopPruneReason", U32ToAsnUnsigned,
                          ASN_INTEGER, e.nextHopPruneReason() & 0xFFu,
@@ -304,16 +299,14 @@ const PimCandidateRPTableTraits::Def& PimCandidateRPTableTraits::def() {
       3,
       4,
       {3, 4},
-      {
-          ipAddressIndex<Index, &Index::group>(
-              "pimCandidateRPGroupAddress", "group=",
-              Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
-                               "Group prefix address the router is a candidate RP for.")),
-          maskIndex<Index, &Index::gMask>(
-              "pimCandidateRPGroupMask", "gMask=",
-              Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
-                               "Group prefix mask the router is a candidate RP for.")),
-      },
+      indexParts<Index>({
+          {"pimCandidateRPGroupAddress", "group=",
+           Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
+                            "Group prefix address the router is a candidate RP for.")},
+          {"pimCandidateRPGroupMask", "gMask=",
+           Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
+                            "Group prefix mask the router is a candidate RP for.")},
+      }),
       {
           PIMSNMP_COLUMN(
               3, "pimCandidateRPAddress", "rp", LanetIpGenAddrToAsnOctetString, ASN_IPADDRESS,
@@ -342,9 +335,9 @@ const PimComponentTableTraits::Def& PimComponentTableTraits::def() {
       2,
       5,
       {2, 3, 4, 5},
-      {s32Index<Index>(
-          "pimComponentIndex", "index=",
-          Mib::indexColumn(1, Mib::integer32(1, 255), "A PIM domain component of the VRF."))},
+      indexParts<Index>(
+          {{"pimComponentIndex", "index=",
+            Mib::indexColumn(1, Mib::integer32(1, 255), "A PIM domain component of the VRF.")}}),
       {
           PIMSNMP_COLUMN(2, "pimComponentBSRAddress", "bsrAddr", LanetIpGenAddrToAsnOctetString,
                          ASN_IPADDRESS, e.bsrAddr(),

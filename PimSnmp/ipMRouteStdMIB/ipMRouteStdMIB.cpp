@@ -59,19 +59,16 @@ const IpMRouteTableTraits::Def& IpMRouteTableTraits::def() {
       4,
       16,
       {4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
-      {
-          ipAddressIndex<Index, &Index::group>(
-              "ipMRouteGroup", "gAddr=",
-              Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress), "Group address of the route.")),
-          ipAddressIndex<Index, &Index::source>(
-              "ipMRouteSource", "sAddr=",
-              Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
-                               "Source address of the route; 0.0.0.0 for a (*,G) route.")),
-          maskIndex<Index, &Index::sMask>(
-              "ipMRouteSourceMask", "sMask=",
-              Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress),
-                               "Source mask of the route; 0.0.0.0 for a (*,G) route.")),
-      },
+      indexParts<Index>({
+          {"ipMRouteGroup", "gAddr=",
+           Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress), "Group address of the route.")},
+          {"ipMRouteSource", "sAddr=",
+           Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
+                            "Source address of the route; 0.0.0.0 for a (*,G) route.")},
+          {"ipMRouteSourceMask", "sMask=",
+           Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress),
+                            "Source mask of the route; 0.0.0.0 for a (*,G) route.")},
+      }),
       {
           PIMSNMP_COLUMN(
               4, "ipMRouteUpstreamNeighbor", "upstreamNeighbor", LanetIpGenAddrToAsnOctetString,
@@ -118,27 +115,24 @@ const IpMRouteNextHopTableTraits::Def& IpMRouteNextHopTableTraits::def() {
       6,
       11,
       {6, 7, 8, 9, 10, 11},
-      {
-          ipAddressIndex<Index, &Index::group>(
-              "ipMRouteNextHopGroup", "gAddr=",
-              Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
-                               "Group address of the next hop's route.")),
-          ipAddressIndex<Index, &Index::source>(
-              "ipMRouteNextHopSource", "sAddr=",
-              Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
-                               "Source address of the next hop's route.")),
-          maskIndex<Index, &Index::sMask>("ipMRouteNextHopSourceMask", "sMask=",
-                                          Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress),
-                                                           "Source mask of the next hop's route.")),
-          s32Index<Index, &Index::ifIndex>("ipMRouteNextHopIfIndex", "ifIndex=",
-                                           Mib::indexColumn(4, Mib::tc(Mib::interfaceIndex()),
-                                                            "Outgoing interface of the next hop.")),
-          ipAddressIndex<Index, &Index::address>(
-              "ipMRouteNextHopAddress", "address=",
-              Mib::indexColumn(
-                  5, Mib::base(Mib::Base::kIpAddress),
-                  "Address of the next hop; the group address on a broadcast interface.")),
-      },
+      indexParts<Index>({
+          {"ipMRouteNextHopGroup", "gAddr=",
+           Mib::indexColumn(1, Mib::base(Mib::Base::kIpAddress),
+                            "Group address of the next hop's route.")},
+          {"ipMRouteNextHopSource", "sAddr=",
+           Mib::indexColumn(2, Mib::base(Mib::Base::kIpAddress),
+                            "Source address of the next hop's route.")},
+          {"ipMRouteNextHopSourceMask", "sMask=",
+           Mib::indexColumn(3, Mib::base(Mib::Base::kIpAddress),
+                            "Source mask of the next hop's route.")},
+          {"ipMRouteNextHopIfIndex", "ifIndex=",
+           Mib::indexColumn(4, Mib::tc(Mib::interfaceIndex()),
+                            "Outgoing interface of the next hop.")},
+          {"ipMRouteNextHopAddress", "address=",
+           Mib::indexColumn(
+               5, Mib::base(Mib::Base::kIpAddress),
+               "Address of the next hop; the group address on a broadcast interface.")},
+      }),
       {
           PIMSNMP_COLUMN(6, "ipMRouteNextHopState", "state", NextHopStateToAsnInteger, ASN_INTEGER,
                          e.state(),
@@ -164,9 +158,10 @@ const IpMRouteInterfaceTableTraits::Def& IpMRouteInterfaceTableTraits::def() {
       2,
       8,
       {2, 3, 4, 5, 6, 7, 8},
-      {s32Index<Index>("ipMRouteInterfaceIfIndex", "index=",
-                       Mib::indexColumn(1, Mib::tc(Mib::interfaceIndex()),
-                                        "ifIndex of a multicast-routing interface of the VRF."))},
+      indexParts<Index>(
+          {{"ipMRouteInterfaceIfIndex", "index=",
+            Mib::indexColumn(1, Mib::tc(Mib::interfaceIndex()),
+                             "ifIndex of a multicast-routing interface of the VRF.")}}),
       {
           PIMSNMP_COLUMN(2, "ipMRouteInterfaceTtl", "", S32ToAsnInteger, ASN_INTEGER, e.ttl(),
                          Mib::object(Mib::integer32(0, 255),

@@ -60,16 +60,14 @@ const IpMcastInterfaceTableTraits::Def& IpMcastInterfaceTableTraits::def() {
       3,
       5,
       {3, 4, 5},
-      {
-          ipVersionIndex<Index, &Index::ipVersion>(
-              "ipMcastInterfaceIPVersion", "ipVersion=",
-              Mib::indexColumn(1, Mib::tc(Mib::inetVersion()),
-                               "IP version of the interface row: ipv4(1) or ipv6(2).")),
-          s32Index<Index, &Index::ifIndex>(
-              "ipMcastInterfaceIfIndex", "ifIndex=",
-              Mib::indexColumn(2, Mib::tc(Mib::interfaceIndex()),
-                               "ifIndex of a multicast-routing interface of the VRF.")),
-      },
+      indexParts<Index>({
+          {"ipMcastInterfaceIPVersion", "ipVersion=",
+           Mib::indexColumn(1, Mib::tc(Mib::inetVersion()),
+                            "IP version of the interface row: ipv4(1) or ipv6(2).")},
+          {"ipMcastInterfaceIfIndex", "ifIndex=",
+           Mib::indexColumn(2, Mib::tc(Mib::interfaceIndex()),
+                            "ifIndex of a multicast-routing interface of the VRF.")},
+      }),
       {
           PIMSNMP_COLUMN(3, "ipMcastInterfaceTtl", "", S32ToAsnInteger, ASN_UNSIGNED, e.ttl(),
                          Mib::object(Mib::base(Mib::Base::kUnsigned32, {{0, 256}}),
@@ -105,31 +103,25 @@ const IpMcastRouteTableTraits::Def& IpMcastRouteTableTraits::def() {
       7,
       24,
       {7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24},
-      {
-          inetAddressTypeIndex<Index, &Index::groupAddr>(
-              "ipMcastRouteGroupAddressType", "groupType=",
-              Mib::indexColumn(1, Mib::tc(Mib::inetAddressType()),
-                               "Address type of the route's group: ipv4(1) or ipv6(2).")),
-          inetAddressIndex<Index, &Index::groupAddr>(
-              "ipMcastRouteGroup",
-              "group=", Mib::indexColumn(2, indexAddressSyntax(), "Group address of the route.")),
-          unsignedIndex<Index, &Index::groupLength>(
-              "ipMcastRouteGroupPrefixLength", "groupLen=",
-              Mib::indexColumn(3, Mib::tc(Mib::inetAddressPrefixLength()),
-                               "Prefix length of the route's group: the full address length.")),
-          inetAddressTypeIndex<Index, &Index::sourceAddr>(
-              "ipMcastRouteSourceAddressType", "sourceType=",
-              Mib::indexColumn(4, Mib::tc(Mib::inetAddressType()),
-                               "Address type of the route's source.")),
-          inetAddressIndex<Index, &Index::sourceAddr>(
-              "ipMcastRouteSource", "source=",
-              Mib::indexColumn(5, indexAddressSyntax(),
-                               "Source address of the route; all zeros for a (*,G) route.")),
-          unsignedIndex<Index, &Index::sourceLength>(
-              "ipMcastRouteSourcePrefixLength", "sourceLen=",
-              Mib::indexColumn(6, Mib::tc(Mib::inetAddressPrefixLength()),
-                               "Prefix length of the route's source; 0 for a (*,G) route.")),
-      },
+      indexParts<Index>({
+          {"ipMcastRouteGroupAddressType", "groupType=",
+           Mib::indexColumn(1, Mib::tc(Mib::inetAddressType()),
+                            "Address type of the route's group: ipv4(1) or ipv6(2).")},
+          {"ipMcastRouteGroup",
+           "group=", Mib::indexColumn(2, indexAddressSyntax(), "Group address of the route.")},
+          {"ipMcastRouteGroupPrefixLength", "groupLen=",
+           Mib::indexColumn(3, Mib::tc(Mib::inetAddressPrefixLength()),
+                            "Prefix length of the route's group: the full address length.")},
+          {"ipMcastRouteSourceAddressType", "sourceType=",
+           Mib::indexColumn(4, Mib::tc(Mib::inetAddressType()),
+                            "Address type of the route's source.")},
+          {"ipMcastRouteSource", "source=",
+           Mib::indexColumn(5, indexAddressSyntax(),
+                            "Source address of the route; all zeros for a (*,G) route.")},
+          {"ipMcastRouteSourcePrefixLength", "sourceLen=",
+           Mib::indexColumn(6, Mib::tc(Mib::inetAddressPrefixLength()),
+                            "Prefix length of the route's source; 0 for a (*,G) route.")},
+      }),
       {
           PIMSNMP_COLUMN(
               7, "ipMcastRouteUpstreamNeighborType", "upstreamNeighborType", S32ToAsnInteger,
@@ -175,42 +167,33 @@ const IpMcastRouteNextHopTableTraits::Def& IpMcastRouteNextHopTableTraits::def()
       10,
       16,
       {10, 11, 12, 13, 14, 15, 16},
-      {
-          inetAddressTypeIndex<Index, &Index::groupAddr>(
-              "ipMcastRouteNextHopGroupAddressType", "groupType=",
-              Mib::indexColumn(1, Mib::tc(Mib::inetAddressType()),
-                               "Address type of the next hop's group.")),
-          inetAddressIndex<Index, &Index::groupAddr>(
-              "ipMcastRouteNextHopGroup", "group=",
-              Mib::indexColumn(2, indexAddressSyntax(), "Group address of the next hop's route.")),
-          unsignedIndex<Index, &Index::groupLength>(
-              "ipMcastRouteNextHopGroupPrefixLength", "groupLen=",
-              Mib::indexColumn(3, Mib::tc(Mib::inetAddressPrefixLength()),
-                               "Prefix length of the next hop's group.")),
-          inetAddressTypeIndex<Index, &Index::sourceAddr>(
-              "ipMcastRouteNextHopSourceAddressType", "sourceType=",
-              Mib::indexColumn(4, Mib::tc(Mib::inetAddressType()),
-                               "Address type of the next hop's source.")),
-          inetAddressIndex<Index, &Index::sourceAddr>(
-              "ipMcastRouteNextHopSource", "source=",
-              Mib::indexColumn(5, indexAddressSyntax(), "Source address of the next hop's route.")),
-          unsignedIndex<Index, &Index::sourceLength>(
-              "ipMcastRouteNextHopSourcePrefixLength", "sourceLen=",
-              Mib::indexColumn(6, Mib::tc(Mib::inetAddressPrefixLength()),
-                               "Prefix length of the next hop's source.")),
-          s32Index<Index, &Index::ifIndex>("ipMcastRouteNextHopIfIndex", "ifIndex=",
-                                           Mib::indexColumn(7, Mib::tc(Mib::interfaceIndex()),
-                                                            "Outgoing interface of the next hop.")),
-          inetAddressTypeIndex<Index, &Index::addr>(
-              "ipMcastRouteNextHopAddressType", "addressType=",
-              Mib::indexColumn(8, Mib::tc(Mib::inetAddressType()),
-                               "Address type of the next hop.")),
-          inetAddressIndex<Index, &Index::addr>(
-              "ipMcastRouteNextHopAddress", "address=",
-              Mib::indexColumn(
-                  9, indexAddressSyntax(),
-                  "Address of the next hop; the group address on a broadcast interface.")),
-      },
+      indexParts<Index>({
+          {"ipMcastRouteNextHopGroupAddressType", "groupType=",
+           Mib::indexColumn(1, Mib::tc(Mib::inetAddressType()),
+                            "Address type of the next hop's group.")},
+          {"ipMcastRouteNextHopGroup", "group=",
+           Mib::indexColumn(2, indexAddressSyntax(), "Group address of the next hop's route.")},
+          {"ipMcastRouteNextHopGroupPrefixLength", "groupLen=",
+           Mib::indexColumn(3, Mib::tc(Mib::inetAddressPrefixLength()),
+                            "Prefix length of the next hop's group.")},
+          {"ipMcastRouteNextHopSourceAddressType", "sourceType=",
+           Mib::indexColumn(4, Mib::tc(Mib::inetAddressType()),
+                            "Address type of the next hop's source.")},
+          {"ipMcastRouteNextHopSource", "source=",
+           Mib::indexColumn(5, indexAddressSyntax(), "Source address of the next hop's route.")},
+          {"ipMcastRouteNextHopSourcePrefixLength", "sourceLen=",
+           Mib::indexColumn(6, Mib::tc(Mib::inetAddressPrefixLength()),
+                            "Prefix length of the next hop's source.")},
+          {"ipMcastRouteNextHopIfIndex", "ifIndex=",
+           Mib::indexColumn(7, Mib::tc(Mib::interfaceIndex()),
+                            "Outgoing interface of the next hop.")},
+          {"ipMcastRouteNextHopAddressType", "addressType=",
+           Mib::indexColumn(8, Mib::tc(Mib::inetAddressType()), "Address type of the next hop.")},
+          {"ipMcastRouteNextHopAddress", "address=",
+           Mib::indexColumn(
+               9, indexAddressSyntax(),
+               "Address of the next hop; the group address on a broadcast interface.")},
+      }),
       {
           PIMSNMP_COLUMN(10, "ipMcastRouteNextHopState", "state", NextHopStateToAsnInteger,
                          ASN_INTEGER, e.state(),
