@@ -4,6 +4,7 @@
 // visible; every other column is a constant.
 
 #include <cstdint>
+#include <tuple>
 
 #include "PimSnmp/PimSnmp/Index.h"
 #include "platform/Ent/Ptr.h"
@@ -25,6 +26,7 @@ class IpMRouteInterfaceEntry : public Ent::RefCounted {
 
   int32_t ifIndex() const { return ifIndex_; }
   const int32_t& key() const { return ifIndex_; }
+  std::tuple<> inputs() const { return {}; }
   int32_t ttl() const { return kTtl; }
   int32_t protocol() const { return kProtocol; }
   int32_t rateLimit() const { return kRateLimit; }
@@ -48,6 +50,7 @@ class IpMcastInterfaceEntry : public Ent::RefCounted {
 
   const IpMcastInterfaceEntryIndex& index() const { return index_; }
   const IpMcastInterfaceEntryIndex& key() const { return index_; }
+  std::tuple<> inputs() const { return {}; }
   ::Snmp::InetVersion ipVersion() const { return index_.ipVersion; }
   int32_t ifIndex() const { return index_.ifIndex; }
   int32_t ttl() const { return kTtl; }

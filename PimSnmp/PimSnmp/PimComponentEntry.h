@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "platform/Ent/Ptr.h"
@@ -25,6 +26,7 @@ class PimComponentEntry : public Ent::RefCounted {
   const int32_t& key() const { return index_; }
   const Ent::Ptr<const Bsr::Status>& bsrStatus() const { return bsrStatus_; }
   const Ent::Ptr<const Bsr::Config>& bsrConfig() const { return bsrConfig_; }
+  auto inputs() const { return std::tie(bsrStatus_, bsrConfig_); }
 
   // The BSR elected for 224.0.0.0/4; 0.0.0.0 when there is none.
   Lanet::IpGenAddr bsrAddr() const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "platform/Ent/Ptr.h"
@@ -25,6 +26,7 @@ class PimInterfaceEntry : public Ent::RefCounted {
   const int32_t& key() const { return ifIndex_; }
   const Ent::Ptr<const Pim::Intf>& intf() const { return intf_; }
   const Ent::Ptr<const Bsr::Status>& bsrStatus() const { return bsrStatus_; }
+  auto inputs() const { return std::tie(intf_, bsrStatus_); }
 
   // The mask of the interface address's length in network byte order; 0 for IPv6, for
   // length 0 and for a length above 32.

@@ -18,6 +18,7 @@
 #include "PimSnmp/PimSnmp/PimRpEntry.h"
 #include "PimSnmp/PimSnmp/RouteEntry.h"
 #include "PimSnmp/PimSnmp/RouteNextHopEntry.h"
+#include "PimSnmp/PimSnmp/StoreTable.h"
 #include "platform/Ent/Coll.h"
 #include "platform/Ent/Entity.h"
 #include "platform/IntfSnmp/IfMib.h"
@@ -37,13 +38,13 @@ namespace Routing::Pim::Snmp {
 
 // The MIB store of one VRF, named by the VRF.
 //
-// For every table T: T() is the ordered collection (iteration, lowerBound, findNext, version),
-// T(key) the entry or null, TIs(key, inputs...) the entry of the key, created from the inputs
-// when absent. Calling TIs again with the same inputs returns the existing entry; with other
-// inputs it throws Ent::Error, since an entry's inputs are immutable: to change one, delete the
-// entry and create it again. TDel(key) and TDel(iterator) remove the entry and return it (null
-// when absent); TDelAll() empties the table. Every insert and erase notifies the store's
-// reactors with the table's attribute and the key.
+// For every table T (a StoreTable): T() is the ordered collection (iteration, lowerBound,
+// findNext, version), T(key) the entry or null, TIs(key, inputs...) the entry of the key,
+// created from the inputs when absent. Calling TIs again with the same inputs returns the
+// existing entry; with other inputs it throws Ent::Error, since an entry's inputs are
+// immutable: to change one, delete the entry and create it again. TDel(key) and TDel(iterator)
+// remove the entry and return it (null when absent); TDelAll() empties the table. Every insert
+// and erase notifies the store's reactors with the table's attribute and the key.
 //
 // Route rows removed from ipMRouteTable or ipMcastRouteTable lose their back pointer to the
 // store and read zero counters from then on. Removing an ipMcastRouteTable row leaves its
@@ -67,197 +68,153 @@ class PimMib : public Ent::Entity {
     attrMfibConfig = 14,
   };
 
-  using PimInterfaceTable = Ent::OrderedColl<int32_t, PimInterfaceEntry>;
-  using PimNeighborTable = Ent::OrderedColl<Lanet::IpGenAddr, PimNeighborEntry>;
-  using PimIpMrouteTable = Ent::OrderedColl<PimIpMrouteEntryIndex, PimIpMrouteEntry>;
-  using PimIpMrouteNextHopTable =
-      Ent::OrderedColl<PimIpMrouteNextHopEntryIndex, PimIpMrouteNextHopEntry>;
-  using PimRPSetTable = Ent::OrderedColl<PimRPSetEntryIndex, PimRPSetEntry>;
-  using PimCandidateRPTable = Ent::OrderedColl<PimCandidateRPEntryIndex, PimCandidateRPEntry>;
-  using PimComponentTable = Ent::OrderedColl<int32_t, PimComponentEntry>;
-  using IpMRouteTable = Ent::OrderedColl<PimIpMrouteEntryIndex, IpMRouteEntry>;
-  using IpMRouteNextHopTable = Ent::OrderedColl<PimIpMrouteNextHopEntryIndex, IpMRouteNextHopEntry>;
-  using IpMRouteInterfaceTable = Ent::OrderedColl<int32_t, IpMRouteInterfaceEntry>;
-  using IpMcastRouteTable = Ent::OrderedColl<IpMcastRouteEntryIndex, IpMcastRouteEntry>;
+  using PimInterfaceTable = StoreTable<int32_t, PimInterfaceEntry>;
+  using PimNeighborTable = StoreTable<Lanet::IpGenAddr, PimNeighborEntry>;
+  using PimIpMrouteTable = StoreTable<PimIpMrouteEntryIndex, PimIpMrouteEntry>;
+  using PimIpMrouteNextHopTable = StoreTable<PimIpMrouteNextHopEntryIndex, PimIpMrouteNextHopEntry>;
+  using PimRPSetTable = StoreTable<PimRPSetEntryIndex, PimRPSetEntry>;
+  using PimCandidateRPTable = StoreTable<PimCandidateRPEntryIndex, PimCandidateRPEntry>;
+  using PimComponentTable = StoreTable<int32_t, PimComponentEntry>;
+  using IpMRouteTable = StoreTable<PimIpMrouteEntryIndex, IpMRouteEntry>;
+  using IpMRouteNextHopTable = StoreTable<PimIpMrouteNextHopEntryIndex, IpMRouteNextHopEntry>;
+  using IpMRouteInterfaceTable = StoreTable<int32_t, IpMRouteInterfaceEntry>;
+  using IpMcastRouteTable = StoreTable<IpMcastRouteEntryIndex, IpMcastRouteEntry>;
   using IpMcastRouteNextHopTable =
-      Ent::OrderedColl<IpMcastRouteNextHopEntryIndex, IpMcastRouteNextHopEntry>;
-  using IpMcastInterfaceTable = Ent::OrderedColl<IpMcastInterfaceEntryIndex, IpMcastInterfaceEntry>;
+      StoreTable<IpMcastRouteNextHopEntryIndex, IpMcastRouteNextHopEntry>;
+  using IpMcastInterfaceTable = StoreTable<IpMcastInterfaceEntryIndex, IpMcastInterfaceEntry>;
   using MfibConfig = Ent::HashColl<Lanet::AddressFamily, const Multicast::Fib::Config>;
 
   explicit PimMib(std::string name);
-  ~PimMib() override;
   std::string_view typeName() const override { return "Routing::Pim::Snmp::PimMib"; }
 
-  const PimInterfaceTable& pimInterfaceTable() const { return pimInterfaceTable_; }
-  Ent::Ptr<PimInterfaceEntry> pimInterfaceTable(int32_t k) const {
-    return pimInterfaceTable_.find(k);
+// T(), T(key), TDel(key), TDel(iterator) and TDelAll() of table member T_ of type Type.
+#define PIMSNMP_STORE_TABLE(T, Type)                            \
+  const Type& T() const {                                       \
+    return T##_;                                                \
+  }                                                             \
+  Ent::Ptr<Type::value_type> T(const Type::key_type& k) const { \
+    return T##_.find(k);                                        \
+  }                                                             \
+  Ent::Ptr<Type::value_type> T##Del(const Type::key_type& k) {  \
+    return T##_.erase(k);                                       \
+  }                                                             \
+  Ent::Ptr<Type::value_type> T##Del(Type::const_iterator it) {  \
+    return T##_.erase(it);                                      \
+  }                                                             \
+  void T##DelAll() {                                            \
+    T##_.clear();                                               \
   }
+
+  PIMSNMP_STORE_TABLE(pimInterfaceTable, PimInterfaceTable)
   Ent::Ptr<PimInterfaceEntry> pimInterfaceTableIs(int32_t ifIndex, Ent::Ptr<const Pim::Intf> intf,
-                                                  Ent::Ptr<const Bsr::Status> bsrStatus);
-  Ent::Ptr<PimInterfaceEntry> pimInterfaceTableDel(int32_t k);
-  Ent::Ptr<PimInterfaceEntry> pimInterfaceTableDel(PimInterfaceTable::const_iterator it);
-  void pimInterfaceTableDelAll();
-
-  const PimNeighborTable& pimNeighborTable() const { return pimNeighborTable_; }
-  Ent::Ptr<PimNeighborEntry> pimNeighborTable(const Lanet::IpGenAddr& k) const {
-    return pimNeighborTable_.find(k);
+                                                  Ent::Ptr<const Bsr::Status> bsrStatus) {
+    return pimInterfaceTable_.is(ifIndex, intf, bsrStatus);
   }
+
+  PIMSNMP_STORE_TABLE(pimNeighborTable, PimNeighborTable)
   Ent::Ptr<PimNeighborEntry> pimNeighborTableIs(const Lanet::IpGenAddr& address,
-                                                Ent::Ptr<const Neighbor> neighbor);
-  Ent::Ptr<PimNeighborEntry> pimNeighborTableDel(const Lanet::IpGenAddr& k);
-  Ent::Ptr<PimNeighborEntry> pimNeighborTableDel(PimNeighborTable::const_iterator it);
-  void pimNeighborTableDelAll();
-
-  const PimIpMrouteTable& pimIpMrouteTable() const { return pimIpMrouteTable_; }
-  Ent::Ptr<PimIpMrouteEntry> pimIpMrouteTable(const PimIpMrouteEntryIndex& k) const {
-    return pimIpMrouteTable_.find(k);
+                                                Ent::Ptr<const Neighbor> neighbor) {
+    return pimNeighborTable_.is(address, neighbor);
   }
+
+  PIMSNMP_STORE_TABLE(pimIpMrouteTable, PimIpMrouteTable)
   Ent::Ptr<PimIpMrouteEntry> pimIpMrouteTableIs(const PimIpMrouteEntryIndex& index,
-                                                Ent::Ptr<const SparseMode::Route> route);
-  Ent::Ptr<PimIpMrouteEntry> pimIpMrouteTableDel(const PimIpMrouteEntryIndex& k);
-  Ent::Ptr<PimIpMrouteEntry> pimIpMrouteTableDel(PimIpMrouteTable::const_iterator it);
-  void pimIpMrouteTableDelAll();
+                                                Ent::Ptr<const SparseMode::Route> route) {
+    return pimIpMrouteTable_.is(index, route);
+  }
 
-  const PimIpMrouteNextHopTable& pimIpMrouteNextHopTable() const {
-    return pimIpMrouteNextHopTable_;
-  }
-  Ent::Ptr<PimIpMrouteNextHopEntry> pimIpMrouteNextHopTable(
-      const PimIpMrouteNextHopEntryIndex& k) const {
-    return pimIpMrouteNextHopTable_.find(k);
-  }
+  PIMSNMP_STORE_TABLE(pimIpMrouteNextHopTable, PimIpMrouteNextHopTable)
   Ent::Ptr<PimIpMrouteNextHopEntry> pimIpMrouteNextHopTableIs(
-      const PimIpMrouteNextHopEntryIndex& index, Ent::Ptr<const SparseMode::Intf> intf);
-  Ent::Ptr<PimIpMrouteNextHopEntry> pimIpMrouteNextHopTableDel(
-      const PimIpMrouteNextHopEntryIndex& k);
-  Ent::Ptr<PimIpMrouteNextHopEntry> pimIpMrouteNextHopTableDel(
-      PimIpMrouteNextHopTable::const_iterator it);
-  void pimIpMrouteNextHopTableDelAll();
-
-  const PimRPSetTable& pimRPSetTable() const { return pimRPSetTable_; }
-  Ent::Ptr<PimRPSetEntry> pimRPSetTable(const PimRPSetEntryIndex& k) const {
-    return pimRPSetTable_.find(k);
+      const PimIpMrouteNextHopEntryIndex& index, Ent::Ptr<const SparseMode::Intf> intf) {
+    return pimIpMrouteNextHopTable_.is(index, intf);
   }
+
+  PIMSNMP_STORE_TABLE(pimRPSetTable, PimRPSetTable)
   Ent::Ptr<PimRPSetEntry> pimRPSetTableIs(const PimRPSetEntryIndex& index, RpType rpType,
-                                          Ent::Ptr<const RpCandidate> rp);
-  Ent::Ptr<PimRPSetEntry> pimRPSetTableDel(const PimRPSetEntryIndex& k);
-  Ent::Ptr<PimRPSetEntry> pimRPSetTableDel(PimRPSetTable::const_iterator it);
-  void pimRPSetTableDelAll();
-
-  const PimCandidateRPTable& pimCandidateRPTable() const { return pimCandidateRPTable_; }
-  Ent::Ptr<PimCandidateRPEntry> pimCandidateRPTable(const PimCandidateRPEntryIndex& k) const {
-    return pimCandidateRPTable_.find(k);
+                                          Ent::Ptr<const RpCandidate> rp) {
+    return pimRPSetTable_.is(index, rpType, rp);
   }
+
+  PIMSNMP_STORE_TABLE(pimCandidateRPTable, PimCandidateRPTable)
   Ent::Ptr<PimCandidateRPEntry> pimCandidateRPTableIs(const PimCandidateRPEntryIndex& index,
-                                                      Ent::Ptr<const RpCandidate> rp);
-  Ent::Ptr<PimCandidateRPEntry> pimCandidateRPTableDel(const PimCandidateRPEntryIndex& k);
-  Ent::Ptr<PimCandidateRPEntry> pimCandidateRPTableDel(PimCandidateRPTable::const_iterator it);
-  void pimCandidateRPTableDelAll();
-
-  const PimComponentTable& pimComponentTable() const { return pimComponentTable_; }
-  Ent::Ptr<PimComponentEntry> pimComponentTable(int32_t k) const {
-    return pimComponentTable_.find(k);
+                                                      Ent::Ptr<const RpCandidate> rp) {
+    return pimCandidateRPTable_.is(index, rp);
   }
+
+  PIMSNMP_STORE_TABLE(pimComponentTable, PimComponentTable)
   Ent::Ptr<PimComponentEntry> pimComponentTableIs(int32_t index,
                                                   Ent::Ptr<const Bsr::Status> bsrStatus,
-                                                  Ent::Ptr<const Bsr::Config> bsrConfig);
-  Ent::Ptr<PimComponentEntry> pimComponentTableDel(int32_t k);
-  Ent::Ptr<PimComponentEntry> pimComponentTableDel(PimComponentTable::const_iterator it);
-  void pimComponentTableDelAll();
-
-  const IpMRouteTable& ipMRouteTable() const { return ipMRouteTable_; }
-  Ent::Ptr<IpMRouteEntry> ipMRouteTable(const PimIpMrouteEntryIndex& k) const {
-    return ipMRouteTable_.find(k);
+                                                  Ent::Ptr<const Bsr::Config> bsrConfig) {
+    return pimComponentTable_.is(index, bsrStatus, bsrConfig);
   }
+
+  PIMSNMP_STORE_TABLE(ipMRouteTable, IpMRouteTable)
   Ent::Ptr<IpMRouteEntry> ipMRouteTableIs(Ent::Ptr<const SparseMode::Route> route,
                                           Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                                          const PimIpMrouteEntryIndex& index);
-  Ent::Ptr<IpMRouteEntry> ipMRouteTableDel(const PimIpMrouteEntryIndex& k);
-  Ent::Ptr<IpMRouteEntry> ipMRouteTableDel(IpMRouteTable::const_iterator it);
-  void ipMRouteTableDelAll();
-
-  const IpMRouteNextHopTable& ipMRouteNextHopTable() const { return ipMRouteNextHopTable_; }
-  Ent::Ptr<IpMRouteNextHopEntry> ipMRouteNextHopTable(const PimIpMrouteNextHopEntryIndex& k) const {
-    return ipMRouteNextHopTable_.find(k);
+                                          const PimIpMrouteEntryIndex& index) {
+    return ipMRouteTable_.is(index, route, ifMib);
   }
+
+  PIMSNMP_STORE_TABLE(ipMRouteNextHopTable, IpMRouteNextHopTable)
   Ent::Ptr<IpMRouteNextHopEntry> ipMRouteNextHopTableIs(NextHopState state,
-                                                        const PimIpMrouteNextHopEntryIndex& index);
-  Ent::Ptr<IpMRouteNextHopEntry> ipMRouteNextHopTableDel(const PimIpMrouteNextHopEntryIndex& k);
-  Ent::Ptr<IpMRouteNextHopEntry> ipMRouteNextHopTableDel(IpMRouteNextHopTable::const_iterator it);
-  void ipMRouteNextHopTableDelAll();
-
-  const IpMRouteInterfaceTable& ipMRouteInterfaceTable() const { return ipMRouteInterfaceTable_; }
-  Ent::Ptr<IpMRouteInterfaceEntry> ipMRouteInterfaceTable(int32_t k) const {
-    return ipMRouteInterfaceTable_.find(k);
+                                                        const PimIpMrouteNextHopEntryIndex& index) {
+    return ipMRouteNextHopTable_.is(index, state);
   }
-  Ent::Ptr<IpMRouteInterfaceEntry> ipMRouteInterfaceTableIs(int32_t ifIndex);
-  Ent::Ptr<IpMRouteInterfaceEntry> ipMRouteInterfaceTableDel(int32_t k);
-  Ent::Ptr<IpMRouteInterfaceEntry> ipMRouteInterfaceTableDel(
-      IpMRouteInterfaceTable::const_iterator it);
-  void ipMRouteInterfaceTableDelAll();
 
-  const IpMcastRouteTable& ipMcastRouteTable() const { return ipMcastRouteTable_; }
-  Ent::Ptr<IpMcastRouteEntry> ipMcastRouteTable(const IpMcastRouteEntryIndex& k) const {
-    return ipMcastRouteTable_.find(k);
+  PIMSNMP_STORE_TABLE(ipMRouteInterfaceTable, IpMRouteInterfaceTable)
+  Ent::Ptr<IpMRouteInterfaceEntry> ipMRouteInterfaceTableIs(int32_t ifIndex) {
+    return ipMRouteInterfaceTable_.is(ifIndex);
   }
+
+  PIMSNMP_STORE_TABLE(ipMcastRouteTable, IpMcastRouteTable)
   Ent::Ptr<IpMcastRouteEntry> ipMcastRouteTableIs(Ent::Ptr<const SparseMode::Route> route,
                                                   Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                                                  const IpMcastRouteEntryIndex& index);
-  Ent::Ptr<IpMcastRouteEntry> ipMcastRouteTableDel(const IpMcastRouteEntryIndex& k);
-  Ent::Ptr<IpMcastRouteEntry> ipMcastRouteTableDel(IpMcastRouteTable::const_iterator it);
-  void ipMcastRouteTableDelAll();
+                                                  const IpMcastRouteEntryIndex& index) {
+    return ipMcastRouteTable_.is(index, route, ifMib);
+  }
 
-  const IpMcastRouteNextHopTable& ipMcastRouteNextHopTable() const {
-    return ipMcastRouteNextHopTable_;
-  }
-  Ent::Ptr<IpMcastRouteNextHopEntry> ipMcastRouteNextHopTable(
-      const IpMcastRouteNextHopEntryIndex& k) const {
-    return ipMcastRouteNextHopTable_.find(k);
-  }
+  PIMSNMP_STORE_TABLE(ipMcastRouteNextHopTable, IpMcastRouteNextHopTable)
   Ent::Ptr<IpMcastRouteNextHopEntry> ipMcastRouteNextHopTableIs(
-      NextHopState state, const IpMcastRouteNextHopEntryIndex& index);
-  Ent::Ptr<IpMcastRouteNextHopEntry> ipMcastRouteNextHopTableDel(
-      const IpMcastRouteNextHopEntryIndex& k);
-  Ent::Ptr<IpMcastRouteNextHopEntry> ipMcastRouteNextHopTableDel(
-      IpMcastRouteNextHopTable::const_iterator it);
-  void ipMcastRouteNextHopTableDelAll();
-
-  const IpMcastInterfaceTable& ipMcastInterfaceTable() const { return ipMcastInterfaceTable_; }
-  Ent::Ptr<IpMcastInterfaceEntry> ipMcastInterfaceTable(const IpMcastInterfaceEntryIndex& k) const {
-    return ipMcastInterfaceTable_.find(k);
+      NextHopState state, const IpMcastRouteNextHopEntryIndex& index) {
+    return ipMcastRouteNextHopTable_.is(index, state);
   }
-  Ent::Ptr<IpMcastInterfaceEntry> ipMcastInterfaceTableIs(const IpMcastInterfaceEntryIndex& index);
-  Ent::Ptr<IpMcastInterfaceEntry> ipMcastInterfaceTableDel(const IpMcastInterfaceEntryIndex& k);
-  Ent::Ptr<IpMcastInterfaceEntry> ipMcastInterfaceTableDel(
-      IpMcastInterfaceTable::const_iterator it);
-  void ipMcastInterfaceTableDelAll();
+
+  PIMSNMP_STORE_TABLE(ipMcastInterfaceTable, IpMcastInterfaceTable)
+  Ent::Ptr<IpMcastInterfaceEntry> ipMcastInterfaceTableIs(const IpMcastInterfaceEntryIndex& index) {
+    return ipMcastInterfaceTable_.is(index);
+  }
+
+#undef PIMSNMP_STORE_TABLE
 
   // The VRF's multicast-FIB configuration of each family; a null config removes the family.
-  const MfibConfig& mfibConfig() const { return mfibConfig_; }
+  const MfibConfig& mfibConfig() const {
+    return mfibConfig_;
+  }
   Ent::Ptr<const Multicast::Fib::Config> mfibConfig(Lanet::AddressFamily af) const {
     return mfibConfig_.find(af);
   }
   void mfibConfigIs(Lanet::AddressFamily af, Ent::Ptr<const Multicast::Fib::Config> config) {
     mfibConfig_.set(af, std::move(config));
   }
-  void mfibConfigDel(Lanet::AddressFamily af) { mfibConfig_.erase(af); }
-  void mfibConfigDelAll() { mfibConfig_.clear(); }
+  void mfibConfigDel(Lanet::AddressFamily af) {
+    mfibConfig_.erase(af);
+  }
+  void mfibConfigDelAll() {
+    mfibConfig_.clear();
+  }
 
   // True when multicast routing is enabled for any family of the VRF.
   bool ipMcastEnabled() const;
   // Entry counts of ipMRouteTable and ipMcastRouteTable (ipMRouteEntryCount,
   // ipMcastRouteEntryCount).
-  size_t ipMRouteTables() const { return ipMRouteTable_.size(); }
-  size_t ipMcastRouteTables() const { return ipMcastRouteTable_.size(); }
-
- private:
-  template <class K>
-  [[noreturn]] static void throwConflict(std::string_view table, const K& key);
-  template <class E>
-  static Ent::Ptr<E> detached(Ent::Ptr<E> e) {
-    if (e) e->pimMibIs(nullptr);
-    return e;
+  size_t ipMRouteTables() const {
+    return ipMRouteTable_.size();
+  }
+  size_t ipMcastRouteTables() const {
+    return ipMcastRouteTable_.size();
   }
 
+ private:
   PimInterfaceTable pimInterfaceTable_;
   PimNeighborTable pimNeighborTable_;
   PimIpMrouteTable pimIpMrouteTable_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "platform/Ent/Ptr.h"
@@ -18,6 +19,7 @@ class PimNeighborEntry : public Ent::RefCounted {
   const Lanet::IpGenAddr& address() const { return address_; }
   const Lanet::IpGenAddr& key() const { return address_; }
   const Ent::Ptr<const Neighbor>& neighbor() const { return neighbor_; }
+  auto inputs() const { return std::tie(neighbor_); }
 
   int32_t interfaceIndex() const { return interfaceIndex_; }
   void interfaceIndexIs(int32_t ifIndex) { interfaceIndex_ = ifIndex; }

@@ -3,6 +3,7 @@
 // Rows of pimRPSetTable and pimCandidateRPTable.
 
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "PimSnmp/PimSnmp/Index.h"
@@ -23,6 +24,7 @@ class PimRPSetEntry : public Ent::RefCounted {
   const PimRPSetEntryIndex& key() const { return index_; }
   RpType rpType() const { return rpType_; }
   const Ent::Ptr<const RpCandidate>& rp() const { return rp_; }
+  auto inputs() const { return std::tie(rpType_, rp_); }
 
   // Seconds; 0 unless the RP type is rpTypeBsr.
   uint32_t holdTime() const;
@@ -47,6 +49,7 @@ class PimCandidateRPEntry : public Ent::RefCounted {
   const PimCandidateRPEntryIndex& index() const { return index_; }
   const PimCandidateRPEntryIndex& key() const { return index_; }
   const Ent::Ptr<const RpCandidate>& rp() const { return rp_; }
+  auto inputs() const { return std::tie(rp_); }
   // The RP's address; 0.0.0.0 without a record.
   Lanet::IpGenAddr rpAddress() const { return rp_ ? rp_->address() : Lanet::IpGenAddr::v4(0); }
   int32_t rowStatus() const { return kRowStatusActive; }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -30,13 +31,13 @@ class RouteEntryBase : public Ent::RefCounted {
   using Route = SparseMode::Route;
   using FibRoute = ::Shtab::Multicast::Fib::Route;
 
-  RouteEntryBase(Ent::Ptr<const Route> route, Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                 const PimMib* pimMib)
-      : route_(std::move(route)), ifMib_(std::move(ifMib)), pimMib_(pimMib) {}
+  RouteEntryBase(Ent::Ptr<const Route> route, Ent::Ptr<const IntfSnmp::IfMib> ifMib)
+      : route_(std::move(route)), ifMib_(std::move(ifMib)) {}
 
   const Ent::Ptr<const Route>& route() const { return route_; }
   const Ent::Ptr<const IntfSnmp::IfMib>& ifMib() const { return ifMib_; }
-  // The store holding the row; null once the row left it.
+  auto inputs() const { return std::tie(route_, ifMib_); }
+  // The store holding the row; null outside one.
   const PimMib* pimMib() const { return pimMib_; }
 
   // The family whose counter helper serves the row; the route key's family by default.
@@ -63,23 +64,24 @@ class RouteEntryBase : public Ent::RefCounted {
   void fibRouteDel() { fibRoute_ = nullptr; }
 
  private:
-  friend class PimMib;
+  template <class, class>
+  friend class StoreTable;
   void pimMibIs(const PimMib* pimMib) { pimMib_ = pimMib; }
 
   static const FibRoute kNoFibRoute;
 
   Ent::Ptr<const Route> route_;
   Ent::Ptr<const IntfSnmp::IfMib> ifMib_;
-  const PimMib* pimMib_;
+  const PimMib* pimMib_ = nullptr;
   const FibRoute* fibRoute_ = nullptr;  // null: unbound; &kNoFibRoute: bound, no entry
 };
 
 // ipMRouteTable row (IPv4 only).
 class IpMRouteEntry : public RouteEntryBase {
  public:
-  IpMRouteEntry(Ent::Ptr<const Route> route, Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                const PimMib* pimMib, const PimIpMrouteEntryIndex& index)
-      : RouteEntryBase(std::move(route), std::move(ifMib), pimMib), index_(index) {}
+  IpMRouteEntry(const PimIpMrouteEntryIndex& index, Ent::Ptr<const Route> route,
+                Ent::Ptr<const IntfSnmp::IfMib> ifMib)
+      : RouteEntryBase(std::move(route), std::move(ifMib)), index_(index) {}
 
   const PimIpMrouteEntryIndex& index() const { return index_; }
   const PimIpMrouteEntryIndex& key() const { return index_; }
@@ -106,9 +108,9 @@ class IpMcastRouteEntry : public RouteEntryBase {
   };
 
  public:
-  IpMcastRouteEntry(Ent::Ptr<const Route> route, Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                    const PimMib* pimMib, const IpMcastRouteEntryIndex& index)
-      : RouteEntryBase(std::move(route), std::move(ifMib), pimMib), index_(index) {}
+  IpMcastRouteEntry(const IpMcastRouteEntryIndex& index, Ent::Ptr<const Route> route,
+                    Ent::Ptr<const IntfSnmp::IfMib> ifMib)
+      : RouteEntryBase(std::move(route), std::move(ifMib)), index_(index) {}
 
   const IpMcastRouteEntryIndex& index() const { return index_; }
   const IpMcastRouteEntryIndex& key() const { return index_; }
@@ -199,6 +201,7 @@ class PimIpMrouteEntry : public Ent::RefCounted {
   const PimIpMrouteEntryIndex& index() const { return index_; }
   const PimIpMrouteEntryIndex& key() const { return index_; }
   const Ent::Ptr<const Route>& route() const { return route_; }
+  auto inputs() const { return std::tie(route_); }
 
   // The platform publishes no upstream assert timer; the column reads 0.
   uint32_t upstreamAssertTimer() const { return 0; }

@@ -3,6 +3,7 @@
 // Rows of ipMRouteNextHopTable, ipMcastRouteNextHopTable and pimIpMRouteNextHopTable.
 
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "PimSnmp/PimSnmp/Index.h"
@@ -19,6 +20,7 @@ class RouteNextHopEntryBase : public Ent::RefCounted {
  public:
   explicit RouteNextHopEntryBase(NextHopState state) : state_(state) {}
   NextHopState state() const { return state_; }
+  auto inputs() const { return std::tie(state_); }
 
  private:
   const NextHopState state_;
@@ -27,7 +29,7 @@ class RouteNextHopEntryBase : public Ent::RefCounted {
 // ipMRouteNextHopTable row (IPv4 only).
 class IpMRouteNextHopEntry : public RouteNextHopEntryBase {
  public:
-  IpMRouteNextHopEntry(NextHopState state, const PimIpMrouteNextHopEntryIndex& index)
+  IpMRouteNextHopEntry(const PimIpMrouteNextHopEntryIndex& index, NextHopState state)
       : RouteNextHopEntryBase(state), index_(index) {}
 
   const PimIpMrouteNextHopEntryIndex& index() const { return index_; }
@@ -40,7 +42,7 @@ class IpMRouteNextHopEntry : public RouteNextHopEntryBase {
 // ipMcastRouteNextHopTable row.
 class IpMcastRouteNextHopEntry : public RouteNextHopEntryBase {
  public:
-  IpMcastRouteNextHopEntry(NextHopState state, const IpMcastRouteNextHopEntryIndex& index)
+  IpMcastRouteNextHopEntry(const IpMcastRouteNextHopEntryIndex& index, NextHopState state)
       : RouteNextHopEntryBase(state), index_(index) {}
 
   const IpMcastRouteNextHopEntryIndex& index() const { return index_; }
@@ -68,6 +70,7 @@ class PimIpMrouteNextHopEntry : public Ent::RefCounted {
   const PimIpMrouteNextHopEntryIndex& index() const { return index_; }
   const PimIpMrouteNextHopEntryIndex& key() const { return index_; }
   const Ent::Ptr<const SparseMode::Intf>& intf() const { return intf_; }
+  auto inputs() const { return std::tie(intf_); }
 
   // assert(3) when the interface lost an assert, else prune(2).
   uint32_t nextHopPruneReason() const {

@@ -166,7 +166,7 @@ TEST_F(ColumnsTest, RpSetTimesOnlyForBsrLearntRps) {
 
 TEST_F(ColumnsTest, RouteUpTimeNeverNegative) {
   auto r = route(sg("10.1.1.1", "239.1.1.1"), 990.0);
-  IpMRouteEntry row(r, nullptr, nullptr, pimIpMrouteEntryIndexFromRouteKey(r->key()));
+  IpMRouteEntry row(pimIpMrouteEntryIndexFromRouteKey(r->key()), r, nullptr);
   EXPECT_DOUBLE_EQ(row.upTime(), 10);
   clock->nowIs(900.0);
   EXPECT_DOUBLE_EQ(row.upTime(), 0) << "clock stepped back behind the creation time";
@@ -177,7 +177,7 @@ TEST_F(ColumnsTest, RouteUpTimeNeverNegative) {
 TEST_F(ColumnsTest, InIfIndexNeedsUpstreamInterfaceAndIfMibRow) {
   auto ifMib = Ent::make<IntfSnmp::IfMib>();
   auto r = route(sg("10.1.1.1", "239.1.1.1"));
-  IpMRouteEntry row(r, ifMib, nullptr, pimIpMrouteEntryIndexFromRouteKey(r->key()));
+  IpMRouteEntry row(pimIpMrouteEntryIndexFromRouteKey(r->key()), r, ifMib);
   ifMib->ifIndexByIntfIdIs(IntfId("Ethernet1"), 11);
 
   EXPECT_EQ(row.inIfIndex(), 0) << "no upstream information";
@@ -191,8 +191,8 @@ TEST_F(ColumnsTest, InIfIndexNeedsUpstreamInterfaceAndIfMibRow) {
 
 TEST_F(ColumnsTest, UpstreamNeighborOfBothRouteTables) {
   auto r4 = route(sg("10.1.1.1", "239.1.1.1"), 500.0);
-  IpMRouteEntry mroute(r4, nullptr, nullptr, pimIpMrouteEntryIndexFromRouteKey(r4->key()));
-  IpMcastRouteEntry mcast(r4, nullptr, nullptr, IpMcastRouteEntryIndex::fromRouteKey(r4->key()));
+  IpMRouteEntry mroute(pimIpMrouteEntryIndexFromRouteKey(r4->key()), r4, nullptr);
+  IpMcastRouteEntry mcast(IpMcastRouteEntryIndex::fromRouteKey(r4->key()), r4, nullptr);
   EXPECT_EQ(mroute.upstreamNeighbor(), v4("0.0.0.0"));
   EXPECT_EQ(mcast.upstreamNeighbor(), ::Snmp::InetAddress::fromIpGenAddr(v4("0.0.0.0")));
   EXPECT_DOUBLE_EQ(mcast.timeStamp(), 500.0);
@@ -203,7 +203,7 @@ TEST_F(ColumnsTest, UpstreamNeighborOfBothRouteTables) {
 
   const RouteKey k6{*IpGenAddr::parse("2001:db8::1"), *IpGenAddr::parse("ff3e::1")};
   auto r6 = route(k6);
-  IpMcastRouteEntry mcast6(r6, nullptr, nullptr, IpMcastRouteEntryIndex::fromRouteKey(k6));
+  IpMcastRouteEntry mcast6(IpMcastRouteEntryIndex::fromRouteKey(k6), r6, nullptr);
   EXPECT_EQ(mcast6.upstreamNeighbor(),
             ::Snmp::InetAddress::fromIpGenAddr(IpGenAddr::unspecified(AddressFamily::ipv6)))
       << "the unspecified address of the route's family";
@@ -213,8 +213,7 @@ TEST_F(ColumnsTest, UpstreamNeighborOfBothRouteTables) {
 TEST_F(ColumnsTest, AddressFamilyOfRouteRows) {
   const std::array<uint8_t, 4> octets{1, 2, 3, 4};
   auto mcastRow = [&](::Snmp::InetAddressType type) {
-    return IpMcastRouteEntry(nullptr, nullptr, nullptr,
-                             {::Snmp::InetAddress(type, octets), 32, {}, 0});
+    return IpMcastRouteEntry({::Snmp::InetAddress(type, octets), 32, {}, 0}, nullptr, nullptr);
   };
   EXPECT_EQ(mcastRow(::Snmp::InetAddressType::ipv4).af(), AddressFamily::ipv4);
   EXPECT_EQ(mcastRow(::Snmp::InetAddressType::ipv6).af(), AddressFamily::ipv6);
@@ -223,7 +222,7 @@ TEST_F(ColumnsTest, AddressFamilyOfRouteRows) {
   EXPECT_DEBUG_DEATH(mcastRow(::Snmp::InetAddressType::unknown).af(), "false");
   EXPECT_DEBUG_DEATH(mcastRow(::Snmp::InetAddressType::ipv6z).af(), "false");
 
-  IpMRouteEntry v4Row(nullptr, nullptr, nullptr, {});
+  IpMRouteEntry v4Row({}, nullptr, nullptr);
   EXPECT_EQ(v4Row.af(), AddressFamily::ipv4);
 }
 

@@ -1,4 +1,5 @@
-// PimMib table semantics: create-or-get, immutable inputs, deletion, order, notification.
+// PimMib: its named operations over the tables (the table rules themselves: TableTest),
+// index order, the next-hop set of a route row, the FIB configuration.
 
 #include <gtest/gtest.h>
 
@@ -49,50 +50,6 @@ TEST_F(StoreTest, IsReturnsTheExistingRowForTheSameInputs) {
   EXPECT_EQ(mib->ipMRouteTable(index), first);
   EXPECT_EQ(log.keys, std::vector<PimIpMrouteEntryIndex>{index}) << "one insert, one change";
   EXPECT_EQ(first->pimMib(), mib.get());
-}
-
-TEST_F(StoreTest, IsWithOtherInputsThrowsAndKeepsTheRow) {
-  auto r = route(sg("10.1.1.1", "239.1.1.1"));
-  const auto mcastIndex = IpMcastRouteEntryIndex::fromRouteKey(r->key());
-  auto row = mib->ipMcastRouteTableIs(r, ifMib, mcastIndex);
-  EXPECT_THROW(mib->ipMcastRouteTableIs(route(r->key()), ifMib, mcastIndex), Ent::Error);
-  EXPECT_THROW(mib->ipMcastRouteTableIs(r, Ent::make<IntfSnmp::IfMib>(), mcastIndex), Ent::Error);
-  EXPECT_EQ(mib->ipMcastRouteTable(mcastIndex), row);
-
-  const auto hop = IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(r->key(), 3);
-  auto forwarding = mib->ipMcastRouteNextHopTableIs(nhStateForwarding, hop);
-  EXPECT_THROW(mib->ipMcastRouteNextHopTableIs(nhStatePruned, hop), Ent::Error);
-  EXPECT_EQ(mib->ipMcastRouteNextHopTable(hop)->state(), nhStateForwarding);
-
-  // Changing the state means replacing the row.
-  mib->ipMcastRouteNextHopTableDel(hop);
-  EXPECT_EQ(mib->ipMcastRouteNextHopTableIs(nhStatePruned, hop)->state(), nhStatePruned);
-
-  auto rp = Ent::make<Routing::Pim::RpCandidate>(v4("3.3.3.3"));
-  const PimRPSetEntryIndex rpIndex(1, v4("224.0.0.0"), maskFromLength(4), rp->address());
-  mib->pimRPSetTableIs(rpIndex, Routing::Pim::rpTypeBsr, rp);
-  EXPECT_THROW(mib->pimRPSetTableIs(rpIndex, Routing::Pim::rpTypeStatic, rp), Ent::Error);
-  EXPECT_NO_THROW(mib->pimRPSetTableIs(rpIndex, Routing::Pim::rpTypeBsr, rp));
-}
-
-TEST_F(StoreTest, DelOfAbsentKeyChangesNothing) {
-  mib->ipMRouteInterfaceTableIs(5);
-  ChangeLog<int32_t> log(mib, PimMib::attrIpMRouteInterfaceTable);
-  const uint64_t version = mib->ipMRouteInterfaceTable().version();
-  EXPECT_EQ(mib->ipMRouteInterfaceTableDel(6), nullptr);
-  EXPECT_EQ(mib->ipMRouteInterfaceTable().size(), 1u);
-  EXPECT_EQ(mib->ipMRouteInterfaceTable().version(), version);
-  EXPECT_EQ(log.all, 0);
-}
-
-TEST_F(StoreTest, DelReturnsTheRowAndNotifiesWithItsKey) {
-  auto kept = mib->pimComponentTableIs(1, nullptr, nullptr);
-  ChangeLog<int32_t> log(mib, PimMib::attrPimComponentTable);
-  const uint64_t version = mib->pimComponentTable().version();
-  EXPECT_EQ(mib->pimComponentTableDel(1), kept);
-  EXPECT_EQ(mib->pimComponentTable(1), nullptr);
-  EXPECT_EQ(log.keys, std::vector<int32_t>{1});
-  EXPECT_GT(mib->pimComponentTable().version(), version);
 }
 
 TEST_F(StoreTest, DelByIteratorAndDelAll) {
