@@ -11,6 +11,7 @@ PACKAGES=(
   python3 python3-jsonschema procps psmisc
   frr iproute2
   dpkg-dev man-db groff-base mandoc systemd
+  clang libclang-rt-dev  # libFuzzer and the sanitizers' runtimes (scripts/fuzz.sh)
 )
 
 missing=()
