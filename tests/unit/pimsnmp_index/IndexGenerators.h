@@ -1,12 +1,13 @@
 #pragma once
 
-// Random index values for the order-property tests. Each field is drawn half the time from a
-// small pool of edge values, so that many pairs tie on leading fields and the later fields get
-// compared too.
+// Random index values of any index type from its field list (draw it as IndexKind::Nested).
+// Each field is drawn half the time from a small pool of edge values of its kind, so that many
+// pairs tie on leading fields and the later fields get compared too.
 
 #include <cstdint>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "PimSnmp/PimSnmp/Index.h"
@@ -18,87 +19,76 @@ using namespace Routing::Pim::Snmp;
 using Rng = std::mt19937_64;
 
 template <typename T, typename Random>
-T edgeOr(Rng& rng, const std::vector<T>& pool, Random random) {
-  if (rng() % 2) return pool[rng() % pool.size()];
-  return random();
+void edgeOr(Rng& rng, const std::vector<T>& pool, Random random, T& out) {
+  out = rng() % 2 ? pool[rng() % pool.size()] : T(random());
 }
 
-inline Lanet::IpGenAddr v4(Rng& rng) {
+inline void draw(Rng& rng, IndexKind::IpAddress, Lanet::IpGenAddr& v) {
   static const std::vector<Lanet::IpGenAddr> pool = {
       Lanet::IpGenAddr::v4(0), Lanet::IpGenAddr::v4(0xFFFFFFFF), Lanet::IpGenAddr::v4(0xE0000001),
       Lanet::IpGenAddr::v4(0x0A000001)};
-  return edgeOr(rng, pool, [&] { return PlatformTypesTest::randomV4(rng); });
+  edgeOr(
+      rng, pool, [&] { return PlatformTypesTest::randomV4(rng); }, v);
 }
 
 // Only contiguous masks: the ones the agent builds from prefix lengths.
-inline uint32_t mask(Rng& rng) {
+inline void draw(Rng& rng, IndexKind::Mask, uint32_t& v) {
   static const std::vector<uint32_t> pool = {0, 0xFFFFFFFF, maskFromLength(24)};
-  return edgeOr(rng, pool, [&] { return maskFromLength(static_cast<uint32_t>(rng() % 33)); });
+  edgeOr(
+      rng, pool, [&] { return maskFromLength(static_cast<uint32_t>(rng() % 33)); }, v);
 }
 
 // Real ifIndex values are 1..2^31-1 (and 0 for "none"); a negative one would encode as a
 // sub-identifier above 2^31 and break the order property, see docs/decisions.md.
-inline int32_t ifIndex(Rng& rng) {
+inline void draw(Rng& rng, IndexKind::Int32, int32_t& v) {
   static const std::vector<int32_t> pool = {0, 1, INT32_MAX};
-  return edgeOr(rng, pool, [&] { return static_cast<int32_t>(rng() % (uint64_t{1} << 31)); });
+  edgeOr(
+      rng, pool, [&] { return static_cast<int32_t>(rng() % (uint64_t{1} << 31)); }, v);
 }
 
-inline uint32_t u32(Rng& rng) {
+// Unsigned32 and NonNegativeInteger: the store holds any uint32_t.
+template <class Kind>
+requires std::same_as<Kind, IndexKind::Unsigned32> ||
+    std::same_as<Kind, IndexKind::NonNegativeInteger>
+void draw(Rng& rng, Kind, uint32_t& v) {
   static const std::vector<uint32_t> pool = {0, 1, 32, 128, 0xFFFFFFFF};
-  return edgeOr(rng, pool, [&] { return static_cast<uint32_t>(rng()); });
+  edgeOr(
+      rng, pool, [&] { return static_cast<uint32_t>(rng()); }, v);
 }
 
-inline Snmp::InetAddress inetAddress(Rng& rng) {
+inline void draw(Rng& rng, IndexKind::InetAddress, Snmp::InetAddress& v) {
   static const std::vector<Snmp::InetAddress> pool = {
       Snmp::InetAddress(), Snmp::InetAddress::parse("ipv4:0.0.0.0"),
       Snmp::InetAddress::parse("ipv4:239.1.1.1"), Snmp::InetAddress::parse("ipv6:ff02::1")};
-  return edgeOr(rng, pool, [&] { return PlatformTypesTest::randomInetAddress(rng); });
+  edgeOr(
+      rng, pool, [&] { return PlatformTypesTest::randomInetAddress(rng); }, v);
+}
+
+inline void draw(Rng& rng, IndexKind::InetVersion, Snmp::InetVersion& v) {
+  v = static_cast<Snmp::InetVersion>(rng() % 3);
 }
 
 // Names with high bytes and prefixes of each other: both must order as the OID does.
-inline Lanet::IntfId intfId(Rng& rng) {
+inline void draw(Rng& rng, IndexKind::ImpliedName, Lanet::IntfId& v) {
   static const std::vector<Lanet::IntfId> pool = {Lanet::IntfId(), Lanet::IntfId("Ethernet1"),
                                                   Lanet::IntfId("Ethernet10"),
                                                   Lanet::IntfId("Ethernet2")};
-  return edgeOr(rng, pool, [&] {
-    static constexpr char kChars[] = {'\0', 'a', 'b', '\x7f', '\x80', '\xff'};
-    std::string name(rng() % 5, ' ');
-    for (char& c : name) c = kChars[rng() % sizeof(kChars)];
-    return Lanet::IntfId(name);
-  });
+  edgeOr(
+      rng, pool,
+      [&] {
+        static constexpr char kChars[] = {'\0', 'a', 'b', '\x7f', '\x80', '\xff'};
+        std::string name(rng() % 5, ' ');
+        for (char& c : name) c = kChars[rng() % sizeof(kChars)];
+        return Lanet::IntfId(name);
+      },
+      v);
 }
 
-inline PimIpMrouteEntryIndex pimIpMroute(Rng& rng) {
-  return PimIpMrouteEntryIndex(v4(rng), v4(rng), mask(rng));
-}
-
-inline PimIpMrouteNextHopEntryIndex pimIpMrouteNextHop(Rng& rng) {
-  return PimIpMrouteNextHopEntryIndex(v4(rng), v4(rng), mask(rng), ifIndex(rng), v4(rng));
-}
-
-inline IpMcastRouteEntryIndex ipMcastRoute(Rng& rng) {
-  return IpMcastRouteEntryIndex(inetAddress(rng), u32(rng), inetAddress(rng), u32(rng));
-}
-
-inline IpMcastRouteNextHopEntryIndex ipMcastRouteNextHop(Rng& rng) {
-  return IpMcastRouteNextHopEntryIndex(inetAddress(rng), u32(rng), inetAddress(rng), u32(rng),
-                                       ifIndex(rng), inetAddress(rng));
-}
-
-inline NextHopEntryIndexWithIntfId withIntfId(Rng& rng) {
-  return NextHopEntryIndexWithIntfId(ipMcastRouteNextHop(rng), intfId(rng));
-}
-
-inline PimRPSetEntryIndex rpSet(Rng& rng) {
-  return PimRPSetEntryIndex(u32(rng), v4(rng), mask(rng), v4(rng));
-}
-
-inline PimCandidateRPEntryIndex candidateRp(Rng& rng) {
-  return PimCandidateRPEntryIndex(v4(rng), mask(rng));
-}
-
-inline IpMcastInterfaceEntryIndex ipMcastInterface(Rng& rng) {
-  return IpMcastInterfaceEntryIndex(static_cast<Snmp::InetVersion>(rng() % 3), ifIndex(rng));
+template <IndexType T>
+void draw(Rng& rng, IndexKind::Nested, T& v) {
+  std::apply(
+      [&](auto... f) { (draw(rng, typename decltype(f)::Kind{}, v.*decltype(f)::member), ...); },
+      T::fields);
 }
 
 }  // namespace PimSnmpIndexTest
