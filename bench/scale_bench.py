@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
 """Many-VRF benchmark of pimsnmpd: a grid of VRF counts x routes per VRF.
 
-For each grid point the daemon loads a state file (load time and RSS), then one VRF's
-ipMRouteTable is bulk-walked and read with 20-varbind GETs of random rows, in that VRF's
-context, through each access path: v2c with --community-prefix communities, v2c with
-hand-written com2sec lines (the form pimsnmpctl communities prints) and v3 (-n VRF). The figure
-is the daemon's cost per varbind: its /proc CPU time, or with --callgrind the instructions
-callgrind counts (instrumentation on once the state is loaded). Ratios are against the grid's
-one-VRF point. Then VRFs come and go under fresh names through the feed and RSS is read after
-the first hundred and at the end.
+For each grid point the daemon loads a state file (load time and RSS, always measured without
+valgrind), then one VRF's ipMRouteTable is bulk-walked and read with 20-varbind GETs of random
+rows, in that VRF's context, through each access path: v2c with --community-prefix
+communities, v2c with hand-written com2sec lines (the form pimsnmpctl communities prints),
+v2c with rocommunity lines, and v3 (-n VRF). The figure is the daemon's cost per varbind: its
+/proc CPU time, or with --callgrind the instructions callgrind counts (instrumentation on once
+the state is loaded). Ratios are against the one-VRF point of the same routes per VRF (else
+the grid's first point). Then VRFs come and go under fresh names through the feed and RSS is
+read after the first hundred and at the end.
 
 usage: scale_bench.py --pimsnmpd BIN [--grid 1x100,1000x100] [--callgrind] [--churn 1000]
                       [--benchmarks BENCHMARKS.md --command CMD]
@@ -86,8 +87,9 @@ class Daemon:
         self.proc = subprocess.Popen(cmd, env=self.env, stdout=subprocess.DEVNULL,
                                      stderr=open(os.path.join(workdir, "log"), "w"))
 
-    def wait_loaded(self, vrfs, timeout):
-        """Seconds from the start until the status shows every VRF's context served."""
+    def wait_loaded(self, vrfs, routes, timeout):
+        """Seconds from the start until the status shows every VRF's context served with all
+        its routes in ipMRouteTable (routes present at start enter the store gradually)."""
         deadline = time.monotonic() + timeout
         while time.monotonic() < deadline:
             if self.proc.poll() is not None:
@@ -96,9 +98,12 @@ class Daemon:
                 c = FeedClient(self.feed, timeout=timeout)
                 st = c.request("status")["status"]
                 c.close()
-                if len(st.get("contexts", st.get("modules", {}))) >= vrfs:
+                contexts = st.get("contexts", {})
+                rows = sum(n for ctx in contexts.values() for tables in ctx["tables"].values()
+                           for t, n in tables.items() if t == "ipMRouteTable")
+                if len(contexts) >= vrfs and rows >= vrfs * routes:
                     return time.monotonic() - self.start
-            except (OSError, KeyError, ValueError):
+            except (OSError, KeyError, ValueError, AttributeError):
                 pass
             time.sleep(0.2)
         sys.exit(f"pimsnmpd did not load in {timeout} s (see {self.dir}/log)")
@@ -166,11 +171,20 @@ def measure_point(binary, vrfs, routes, callgrind, runs, modes, workdir):
     target = vrf_name(vrfs // 2)
     point = {"vrfs": vrfs, "routes": routes}
     rng = random.Random(vrfs * 7919 + routes)
+    if callgrind:
+        # Load time and memory of the daemon itself, not of valgrind.
+        config, args = access_config("prefix", vrfs)
+        d = Daemon(binary, os.path.join(workdir, "load"), state, config, args, False)
+        try:
+            point["load_s"] = d.wait_loaded(vrfs, routes, 1800)
+            point["rss_mib"] = d.rss_kib() / 1024
+        finally:
+            d.stop()
     for mode in modes:
         config, args = access_config(mode, vrfs)
         d = Daemon(binary, os.path.join(workdir, mode), state, config, args, callgrind)
         try:
-            loaded = d.wait_loaded(vrfs, 3600 if callgrind else 600)
+            loaded = d.wait_loaded(vrfs, routes, 3600 if callgrind else 1800)
             point.setdefault("load_s", loaded)
             if callgrind:
                 d.control("-i", "on")
@@ -223,7 +237,7 @@ def churn(binary, cycles, workdir):
     d = Daemon(binary, workdir, state, [f"createUser {USER}", f"rouser {USER} noauth"],
                ["--community-prefix", "public"], False)
     try:
-        d.wait_loaded(1, 120)
+        d.wait_loaded(1, 10, 120)
         c = FeedClient(d.feed, timeout=120)
         communities_before = len(c.request("status")["status"].get("communities", []))
         out = {}
@@ -253,21 +267,27 @@ def spread(samples):
     return f"{statistics.median(samples):.3g} [{min(samples):.3g}-{max(samples):.3g}]"
 
 
+def base_of(points, p):
+    """The one-VRF point with p's routes per VRF, else the first point."""
+    return next((b for b in points if b["vrfs"] == 1 and b["routes"] == p["routes"]), points[0])
+
+
 def report(points, churned, callgrind, command):
     unit = "instructions" if callgrind else "CPU µs"
     scale = 1 if callgrind else 1e6
-    base = points[0]
     lines = ["## Scale", "",
              f"`{command}` (one run). Per-varbind daemon cost in {unit}, median [min-max] of "
              "the repetitions, for a bulk walk (-Cr50) of one VRF's ipMRouteTable and for "
              f"{GETS}-varbind GETs of random rows of it; the ratio is the median against the "
-             f"{base['vrfs']}-VRF point. Access: `prefix` = --community-prefix, `com2sec` = "
+             "1-VRF point with as many routes per VRF. Load time (until every VRF's context is "
+             "served) and RSS are the daemon's without valgrind. Access: `prefix` = --community-prefix, `com2sec` = "
              "hand-written com2sec lines with one group and a prefix access, `rocommunity` = "
              "hand-written `rocommunity C SOURCE .1 VRF` lines, `v3` = -n VRF.", "",
              "| VRFs x routes | load s | RSS MiB | access | walk | ratio | GET | ratio |",
              "|---|---|---|---|---|---|---|---|"]
     for p in points:
-        for mode in (m for m in MODES if m in p):
+        base = base_of(points, p)
+        for mode in (m for m in MODES if m in p and m in base):
             w = [x * scale for x in p[mode]["walk"]]
             g = [x * scale for x in p[mode]["get"]]
             bw = statistics.median(base[mode]["walk"]) * scale
