@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs the whole test suite twice: a normal build and an
-# AddressSanitizer + UndefinedBehaviorSanitizer build.
+# AddressSanitizer + UndefinedBehaviorSanitizer build; then a short run of each fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,3 +19,5 @@ run_config build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 echo "== sanitizer build (ASan + UBSan)"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_config build-asan -DCMAKE_BUILD_TYPE=Debug -DPIMSNMP_SANITIZE=ON
+echo "== fuzzing (libFuzzer, ${FUZZ_SECONDS:-20} s per target)"
+FUZZ_SECONDS=${FUZZ_SECONDS:-20} ./scripts/fuzz.sh
