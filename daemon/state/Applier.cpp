@@ -7,7 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "daemon/state/Description.h"
 #include "daemon/state/DocumentSchema.h"
+#include "daemon/state/Hint.h"
 #include "platform/Clock/Clock.h"
 #include "platform/Lanet/IntfId.h"
 #include "platform/Lanet/IpGenAddr.h"
@@ -29,24 +31,9 @@ using Shtab::Multicast::Fib::OifIndex;
 // The walks below read validated documents: every value has the type and range the validator
 // checked, so the readers convert without checking again.
 
-const Json* member(const Json* obj, std::string_view name) {
-  if (obj == nullptr || !obj->is_object()) return nullptr;
-  auto it = obj->find(name);
-  return it == obj->end() || it->is_null() ? nullptr : &*it;
-}
-Json* member(Json* obj, std::string_view name) {
-  return const_cast<Json*>(member(static_cast<const Json*>(obj), name));
-}
-
-// Hints are merge patches: without one every member counts as changed; with one, only the
-// members it names. A member it replaces as a whole is walked in full (child hint null).
-bool touched(const Json* hint, std::string_view name) {
-  return hint == nullptr || hint->contains(name);
-}
-const Json* childHint(const Json* hint, std::string_view name) {
-  const Json* h = member(hint, name);
-  return h != nullptr && h->is_object() ? h : nullptr;
-}
+using Hint::childHint;
+using Hint::member;
+using Hint::touched;
 
 // Which members forEachKey visits: those that go away, those that stay or arrive, or both.
 enum class Pass { removals, upserts, both };
@@ -830,10 +817,27 @@ class Sync {
       {"mfibConfig", &Sync::mfibConfigIs, &Sync::mfibConfigDel},
   };
 
+ public:
+  // Exactly the members the description marks as inputs.
+  static constexpr bool inputsDescribed() {
+    size_t described = 0;
+    for (const Description::Member& m : Description::kFamilyMembers) {
+      if (!m.input) continue;
+      ++described;
+      bool found = false;
+      for (const Input& in : kInputs) found = found || in.name == m.name;
+      if (!found) return false;
+    }
+    return described == std::size(kInputs);
+  }
+
+ private:
   PlatformState& st_;
   const double now_;
   const MergeLandings* landings_;
 };
+
+static_assert(Sync::inputsDescribed());
 
 }  // namespace
 

@@ -1,13 +1,12 @@
 #pragma once
 
 // The vocabulary of the state document: the names its enumerations accept, the platform values
-// they stand for, and the values of omitted members. Shared by the validator and the applier so
-// that the two cannot drift apart; docs/state-document.md lists the same tables.
+// they stand for, and the values of omitted members. The description (Description.h) takes its
+// enumerations and defaults from here, and the applier converts with the same tables.
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "platform/Interface/IntfStatus.h"
@@ -31,17 +30,6 @@ std::optional<T> valueOf(const Named<T> (&table)[N], std::string_view name) {
     if (e.name == name) return e.value;
   }
   return std::nullopt;
-}
-
-// "'a', 'b' or 'c'", for messages.
-template <class T, size_t N>
-std::string namesOf(const Named<T> (&table)[N]) {
-  std::string out;
-  for (size_t i = 0; i < N; ++i) {
-    if (i > 0) out += i + 1 == N ? " or " : ", ";
-    out += "'" + std::string(table[i].name) + "'";
-  }
-  return out;
 }
 
 // The two sections of a VRF.
