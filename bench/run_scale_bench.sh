@@ -6,8 +6,10 @@
 #
 #   bench/run_scale_bench.sh [BUILD_DIR] [GRID] [--callgrind] [extra scale_bench.py options]
 #
-# GRID defaults to 1x1000,1000x1000 (a million routes: minutes to load on a small machine; use
-# 1x100,1000x100 there). --callgrind counts instructions instead of CPU time (small grids only).
+# GRID defaults to 1x1000,1000x1000 (a million routes: about 4 GiB and minutes to load; on a
+# small machine use 1x100,1000x100,1x1000,100x1000). --callgrind counts instructions instead of
+# CPU time (up to about 100k routes per point: valgrind loads them some 10x slower); load time
+# and RSS are then measured by an extra run without valgrind.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
