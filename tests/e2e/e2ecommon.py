@@ -1,7 +1,8 @@
 """What both end-to-end harnesses share: the MIB roots and notification OIDs, the failure
-type and checks, and loopback port selection."""
+type and checks, bounded waits, client authentication arguments and loopback port selection."""
 
 import socket
+import time
 
 PIM_MIB = "1.3.6.1.3.61"
 IPMROUTE_MIB = "1.3.6.1.2.1.83"
@@ -38,3 +39,26 @@ def free_port():
                 continue
             return port
     raise Failure("no free port")
+
+
+def wait_for(condition, timeout, what, interval=0.05):
+    """Polls `condition` until it returns something true; raises after `timeout` seconds."""
+    deadline = time.monotonic() + timeout
+    last = None
+    while True:
+        try:
+            last = condition()
+        except Failure as e:  # a check inside the condition: keep trying
+            last = e
+        if last and not isinstance(last, Failure):
+            return last
+        if time.monotonic() >= deadline:
+            raise Failure(f"timed out after {timeout} s waiting for {what} (last: {last!r})")
+        time.sleep(interval)
+
+
+def auth_args(community=None, context=None, user=None):
+    """net-snmp tool arguments: SNMPv3 noAuthNoPriv as `user` (in `context`), else v2c."""
+    if user is not None:
+        return ["-v3", "-u", user, "-l", "noAuthNoPriv"] + (["-n", context] if context else [])
+    return ["-v2c", "-c", community or "public"]

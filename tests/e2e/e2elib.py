@@ -22,24 +22,8 @@ SOURCE_DIR = os.environ.get("SOURCE_DIR", os.path.join(os.path.dirname(__file__)
 SNMPD = shutil.which("snmpd") or "/usr/sbin/snmpd"
 SNMPTRAPD = shutil.which("snmptrapd") or "/usr/sbin/snmptrapd"
 from e2ecommon import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, PIM_NEIGHBOR_IFINDEX,  # noqa: F401
-                       PIM_NEIGHBOR_LOSS, SNMP_TRAP_OID, Failure, check, check_eq, free_port)
-
-
-
-def wait_for(condition, timeout, what, interval=0.05):
-    """Polls `condition` until it returns something true; raises after `timeout` seconds."""
-    deadline = time.monotonic() + timeout
-    last = None
-    while True:
-        try:
-            last = condition()
-        except Failure as e:  # a check inside the condition: keep trying
-            last = e
-        if last and not isinstance(last, Failure):
-            return last
-        if time.monotonic() >= deadline:
-            raise Failure(f"timed out after {timeout} s waiting for {what} (last: {last!r})")
-        time.sleep(interval)
+                       PIM_NEIGHBOR_LOSS, SNMP_TRAP_OID, Failure, auth_args, check, check_eq,
+                       free_port, wait_for)
 
 
 class Proc:
@@ -261,15 +245,6 @@ class Env:
 
 # -- SNMP clients -----------------------------------------------------------------------------
 
-def _auth(community=None, context=None, user=None):
-    if user is not None:
-        a = ["-v3", "-u", user, "-l", "noAuthNoPriv"]
-        if context:
-            a += ["-n", context]
-        return a
-    return ["-v2c", "-c", community or "public"]
-
-
 LINE = re.compile(r"^\.?([0-9.]+) = (?:([A-Za-z0-9-]+): )?(.*)$")
 TICKS = re.compile(r"^\((\d+)\)")
 # What net-snmp prints for SNMPv2 exceptions: not objects.
@@ -302,7 +277,7 @@ def parse_varbinds(text):
 
 
 def snmp(env, tool, port, oids, timeout=2, retries=1, transport="udp", **auth):
-    argv = [tool, *_auth(**auth), "-On", "-Oe", "-Ox", "-t", str(timeout), "-r",
+    argv = [tool, *auth_args(**auth), "-On", "-Oe", "-Ox", "-t", str(timeout), "-r",
             str(retries), f"{transport}:127.0.0.1:{port}", *oids]
     return subprocess.run(argv, env=env.env, capture_output=True, text=True,
                           timeout=timeout * (retries + 1) + 60)
@@ -342,10 +317,6 @@ def columns(vbs, table_entry):
             col, _, index = oid[len(prefix):].partition(".")
             out.setdefault(int(col), {})[index] = value
     return out
-
-
-def ip_index(addr):
-    return addr  # dotted IPv4 is its own OID suffix
 
 
 def inet_index(addr):

@@ -36,7 +36,7 @@ EXPECTED = {
 
 def get_text(env, port, oids, **auth):
     """{oid: value} of a GET with strings printed as text (the harness prints hex)."""
-    r = subprocess.run(["snmpget", *e._auth(**auth), "-On", "-Oa", "-t", "2", "-r", "1",
+    r = subprocess.run(["snmpget", *e.auth_args(**auth), "-On", "-Oa", "-t", "2", "-r", "1",
                         f"udp:127.0.0.1:{port}", *oids], env=env.env, capture_output=True,
                        text=True, timeout=30)
     check(r.returncode == 0, f"get {oids} {auth}: {r.stderr.strip()}")

@@ -23,7 +23,8 @@ import traceback
 TESTAGENT = os.environ.get("PIMSNMP_TESTAGENT", "pimsnmp-testagent")
 SNMPTRAPD = shutil.which("snmptrapd") or "/usr/sbin/snmptrapd"
 from e2ecommon import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, PIM_NEIGHBOR_IFINDEX,  # noqa: F401
-                       PIM_NEIGHBOR_LOSS, SNMP_TRAP_OID, Failure, check, check_eq, free_port)
+                       PIM_NEIGHBOR_LOSS, SNMP_TRAP_OID, Failure, auth_args, check, check_eq,
+                       free_port, wait_for)
 
 PIM_RP_TABLE = "1.3.6.1.3.61.1.1.5"
 
@@ -34,17 +35,6 @@ CLIENT_RETRIES = "1"
 NO_SUCH_OBJECT = "noSuchObject"
 NO_SUCH_INSTANCE = "noSuchInstance"
 END_OF_MIB = "endOfMibView"
-
-
-def wait_for(condition, timeout, what, interval=0.05):
-    deadline = time.monotonic() + timeout
-    while True:
-        result = condition()
-        if result:
-            return result
-        if time.monotonic() >= deadline:
-            raise Failure(f"timed out after {timeout} s waiting for {what}")
-        time.sleep(interval)
 
 
 def oid_key(oid):
@@ -306,14 +296,8 @@ class Agent:
 
     # Requests -------------------------------------------------------------------------------
 
-    def _auth(self, community, v3user, context):
-        if v3user:
-            a = ["-v3", "-u", v3user, "-l", "noAuthNoPriv"]
-            return a + (["-n", context] if context else [])
-        return ["-v2c", "-c", community]
-
     def _run(self, tool, oids, community="public", v3user=None, context=None, extra=()):
-        args = [*self._auth(community, v3user, context), "-On", "-Ox", "-t",
+        args = [*auth_args(community, context, v3user), "-On", "-Ox", "-t",
                 CLIENT_TIMEOUT, "-r", CLIENT_RETRIES, *extra, self.peer, *oids]
         code, out, err = self.env.tool(tool, args)
         return code, out, err
@@ -395,17 +379,9 @@ def ip(text):
     return [int(x) for x in text.split(".")]
 
 
-def ipoid(text):
-    return ".".join(text.split("."))
-
-
 def ticks_between(lo, hi):
     """A TimeTicks value that depends on when it was read."""
     return ("range", lo, hi)
-
-
-def _hex(text):
-    return bytes(int(b, 16) for b in text.split())
 
 
 V4_FLAGS_SPT = bytes([1, 0, 0, 0])  # pimIpMRouteFlags: the uint32 1 as laid out in memory
