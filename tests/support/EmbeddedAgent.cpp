@@ -7,6 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,18 +20,6 @@ namespace TestSupport {
 namespace {
 
 std::unique_ptr<EmbeddedAgent> agent;
-
-int freeUdpPort() {
-  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  socklen_t len = sizeof a;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
-  close(fd);
-  return ntohs(a.sin_port);
-}
 
 class AgentEnvironment : public ::testing::Environment {
   void TearDown() override {
@@ -42,6 +34,18 @@ class AgentEnvironment : public ::testing::Environment {
     ::testing::AddGlobalTestEnvironment(new AgentEnvironment);
 
 }  // namespace
+
+int freeUdpPort() {
+  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  socklen_t len = sizeof a;
+  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+  close(fd);
+  return ntohs(a.sin_port);
+}
 
 EmbeddedAgent& embeddedAgent(const std::string& appName,
                              const std::vector<std::string>& configLines) {
@@ -67,6 +71,33 @@ EmbeddedAgent& embeddedAgent(const std::string& appName,
     if (host->init()) agent->host = std::move(host);
   }
   return *agent;
+}
+
+snmp_pdu* exchange(Snmp::AgentHost& host, int port, const std::string& community, snmp_pdu* pdu,
+                   std::chrono::milliseconds timeout) {
+  netsnmp_pdu* response = nullptr;
+  netsnmp_session s;
+  snmp_sess_init(&s);
+  s.version = SNMP_VERSION_2c;
+  const std::string peer = "udp:127.0.0.1:" + std::to_string(port);
+  s.peername = const_cast<char*>(peer.c_str());
+  s.community = reinterpret_cast<u_char*>(const_cast<char*>(community.c_str()));
+  s.community_len = community.size();
+  s.retries = 0;
+  s.timeout = std::chrono::microseconds(timeout).count();
+  s.callback = [](int op, netsnmp_session*, int, netsnmp_pdu* p, void* magic) {
+    if (op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) {
+      *static_cast<netsnmp_pdu**>(magic) = snmp_clone_pdu(p);
+    }
+    return 1;
+  };
+  s.callback_magic = &response;
+  netsnmp_session* ss = snmp_open(&s);
+  if (!ss || snmp_send(ss, pdu) == 0) snmp_free_pdu(pdu);
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (ss && !response && std::chrono::steady_clock::now() < deadline) host.runOnce(0.05);
+  if (ss) snmp_close(ss);
+  return response;
 }
 
 }  // namespace TestSupport

@@ -1,7 +1,5 @@
 #include "tests/unit/mib_modules/Harness.h"
 
-#include <chrono>
-
 #include "PimSnmp/PimMIB/PimMIB.h"
 #include "PimSnmp/PimSnmpHelpers/PimSnmpHelpers.h"
 #include "PimSnmp/ipMRouteStdMIB/ipMRouteStdMIB.h"
@@ -57,30 +55,12 @@ Routing::Multicast::Fib::VrfConfig& mfibConfigs() {
 Response exchange(netsnmp_pdu* pdu, const std::string& context) {
   Agent& a = theAgent();
   Response out;
-  netsnmp_pdu* response = nullptr;
-  netsnmp_session s;
-  snmp_sess_init(&s);
-  s.version = SNMP_VERSION_2c;
-  const std::string peer = "udp:127.0.0.1:" + std::to_string(a.port);
-  const std::string community = context.empty() ? "public" : "public-" + context;
-  s.peername = const_cast<char*>(peer.c_str());
-  s.community = reinterpret_cast<u_char*>(const_cast<char*>(community.c_str()));
-  s.community_len = community.size();
-  s.retries = 0;
-  s.timeout = 1000000;
-  s.callback = [](int op, netsnmp_session*, int, netsnmp_pdu* p, void* magic) {
-    if (op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) {
-      *static_cast<netsnmp_pdu**>(magic) = snmp_clone_pdu(p);
-    }
-    return 1;
-  };
-  s.callback_magic = &response;
-  netsnmp_session* ss = a.host ? snmp_open(&s) : nullptr;
-  if (!ss || snmp_send(ss, pdu) == 0) snmp_free_pdu(pdu);
-  // The agent's loop serves both ends.
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
-  while (ss && !response && std::chrono::steady_clock::now() < deadline) a.host->runOnce(0.05);
-  if (ss) snmp_close(ss);
+  if (!a.host) {
+    snmp_free_pdu(pdu);
+    return out;
+  }
+  netsnmp_pdu* response =
+      TestSupport::exchange(*a.host, a.port, context.empty() ? "public" : "public-" + context, pdu);
   if (!response) return out;
   out = {true, response->errstat, response->errindex, {}};
   for (auto* v = response->variables; v; v = v->next_variable) {

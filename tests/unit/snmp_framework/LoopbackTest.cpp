@@ -10,14 +10,7 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -30,6 +23,7 @@
 #include "platform/Snmp/TrapManager.h"
 #include "platform/SnmpUtil/AgentHost.h"
 #include "platform/SnmpUtil/SnmpUtil.h"
+#include "tests/support/EmbeddedAgent.h"
 
 namespace {
 
@@ -117,19 +111,6 @@ struct TestTable {
   }
 };
 
-// A free UDP port on 127.0.0.1: the kernel's pick, released again for the test to use.
-int freeUdpPort() {
-  int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  socklen_t len = sizeof a;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
-  close(fd);
-  return ntohs(a.sin_port);
-}
-
 Oids col(oid table, oid column, oid index) {
   return {1, 3, 6, 1, 4, 1, 99999, table, 1, column, index};
 }
@@ -143,26 +124,14 @@ struct Answer {
 class LoopbackTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    char tmpl[] = "/tmp/pimsnmp-fw-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    dir_ = tmpl;
-    trapPort_ = freeUdpPort();
-    std::ofstream(dir_ + "/agent.conf") << "rocommunity public 127.0.0.1\n"
-                                        << "rocommunity public-red 127.0.0.1 .1 red\n"
-                                        << "trap2sink 127.0.0.1:" << trapPort_ << " public\n";
-    for (int attempt = 0; attempt < 5 && !host_; ++attempt) {
-      port_ = freeUdpPort();
-      Snmp::AgentHostOptions o;
-      o.appName = "pimsnmp-fw-test";
-      o.listen = "udp:127.0.0.1:" + std::to_string(port_);
-      o.configFile = dir_ + "/agent.conf";
-      o.persistentDir = dir_ + "/persist";
-      o.persistState = false;
-      o.log = Snmp::AgentHostOptions::Log::off;
-      auto host = std::make_unique<Snmp::AgentHost>(o);
-      if (host->init()) host_ = std::move(host);
-    }
-    ASSERT_TRUE(host_) << "no agent on 127.0.0.1";
+    trapPort_ = TestSupport::freeUdpPort();
+    TestSupport::EmbeddedAgent& agent = TestSupport::embeddedAgent(
+        "pimsnmp-fw-test",
+        {"rocommunity public 127.0.0.1", "rocommunity public-red 127.0.0.1 .1 red",
+         "trap2sink 127.0.0.1:" + std::to_string(trapPort_) + " public"});
+    ASSERT_TRUE(agent.host) << "no agent on 127.0.0.1";
+    host_ = agent.host.get();
+    port_ = agent.port;
     ASSERT_TRUE(SnmpUtil::getSnmpStatus()->initialized());
 
     plain_.rows = {{3, {30, 31}}, {4, {40, 41}}, {15, {150, 151}}, {16, {160, 161}}};
@@ -182,43 +151,19 @@ class LoopbackTest : public ::testing::Test {
     }
     if (host_) host_->shutdown();
     EXPECT_FALSE(SnmpUtil::getSnmpStatus()->initialized());
-    host_.reset();
-    std::error_code ec;
-    std::filesystem::remove_all(dir_, ec);
   }
 
-  // Sends one request from an in-process session and turns the agent's loop until the
-  // answer arrives (at most 3 s).
+  // Sends one request and turns the agent's loop until the answer arrives (at most 3 s).
   static std::vector<Answer> ask(int command, const std::vector<Oids>& names,
                                  const char* community = "public", int repetitions = 0) {
-    netsnmp_pdu* response = nullptr;
-    netsnmp_session s;
-    snmp_sess_init(&s);
-    s.version = SNMP_VERSION_2c;
-    const std::string peer = "udp:127.0.0.1:" + std::to_string(port_);
-    s.peername = const_cast<char*>(peer.c_str());
-    s.community = reinterpret_cast<u_char*>(const_cast<char*>(community));
-    s.community_len = strlen(community);
-    s.retries = 0;
-    s.timeout = 2000000;
-    s.callback = [](int op, netsnmp_session*, int, netsnmp_pdu* pdu, void* magic) {
-      if (op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) {
-        *static_cast<netsnmp_pdu**>(magic) = snmp_clone_pdu(pdu);
-      }
-      return 1;
-    };
-    s.callback_magic = &response;
-    netsnmp_session* ss = snmp_open(&s);
     netsnmp_pdu* pdu = snmp_pdu_create(command);
     if (command == SNMP_MSG_GETBULK) {
       pdu->non_repeaters = 0;
       pdu->max_repetitions = repetitions;
     }
     for (const auto& n : names) snmp_add_null_var(pdu, n.data(), n.size());
-    EXPECT_NE(snmp_send(ss, pdu), 0);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-    while (!response && std::chrono::steady_clock::now() < deadline) host_->runOnce(0.05);
-    snmp_close(ss);
+    netsnmp_pdu* response =
+        TestSupport::exchange(*host_, port_, community, pdu, std::chrono::seconds(3));
     std::vector<Answer> out;
     EXPECT_NE(response, nullptr) << "no answer";
     for (auto* v = response ? response->variables : nullptr; v; v = v->next_variable) {
@@ -229,10 +174,9 @@ class LoopbackTest : public ::testing::Test {
     return out;
   }
 
-  static inline std::string dir_;
   static inline int port_ = 0;
   static inline int trapPort_ = 0;
-  static inline std::unique_ptr<Snmp::AgentHost> host_;
+  static inline Snmp::AgentHost* host_ = nullptr;
   static inline TestTable plain_, serialized_, red_;
   static inline std::vector<netsnmp_handler_registration*> regs_;
 };
