@@ -229,13 +229,13 @@ class Env:
         check(proc.alive(), f"{name} exited:\n{proc.output()}")
         return proc, port, agentx
 
-    def snmptrapd(self, name="snmptrapd", config_lines=(), fmt="TRAP %v\\n"):
+    def snmptrapd(self, name="snmptrapd", config_lines=(), fmt="TRAP %v\\n", args=("-On",)):
         """Starts snmptrapd printing one line per notification in the format `fmt` (default
-        'TRAP <varbinds>'). Returns (proc, port)."""
+        'TRAP <varbinds>'), OIDs numeric unless `args` say otherwise. Returns (proc, port)."""
         port = free_port()
         conf = self.write(f"{name}.conf", "\n".join(["disableAuthorization yes",
                                                      *config_lines]) + "\n")
-        proc = self.start(name, [SNMPTRAPD, "-f", "-Lo", "-n", "-C", "-c", conf, "-On",
+        proc = self.start(name, [SNMPTRAPD, "-f", "-Lo", "-n", "-C", "-c", conf, *args,
                                  "-F", fmt, f"udp:127.0.0.1:{port}"])
         wait_for(lambda: "NET-SNMP version" in proc.output() or not proc.alive(), 15,
                  "snmptrapd to start")

@@ -154,24 +154,12 @@ def check_ipmcast(env, port, doc):
              "ipMcastInterfaceTable of VRF blue: version label and storage type")
 
 
-def start_trapd(env):
-    """snmptrapd with the modules prints pimNeighborLoss and its varbind by name."""
-    port = e.free_port()
-    conf = env.write("trapd-names.conf", "disableAuthorization yes\n")
-    trapd = env.start("snmptrapd-names", [e.SNMPTRAPD, "-f", "-Lo", "-n", "-C", "-c", conf,
-                                          *MIBS, "-F", "TRAP %v\\n", f"udp:127.0.0.1:{port}"])
-    e.wait_for(lambda: "NET-SNMP version" in trapd.output() or not trapd.alive(), 15,
-               "snmptrapd to start")
-    check(trapd.alive(), f"snmptrapd exited:\n{trapd.output()}")
-    return trapd, port
-
-
 def main():
     with open(DEMO) as f:
         doc = json.load(f)
     with e.Env("mib-names") as env:
         check_parser(env)
-        trapd, trap_port = start_trapd(env)
+        trapd, trap_port = env.snmptrapd("snmptrapd-names", args=MIBS)
         proc, port, feed = env.pimsnmpd(
             DEMO, config_lines=e.access_lines(contexts=("red", "blue")) +
             [f"trap2sink 127.0.0.1:{trap_port} public"])
