@@ -142,15 +142,31 @@ bool complete(const Snmp::PimMib& mib, size_t routes) {
          mib.pimIpMrouteNextHopTable().size() == 2 * routes;
 }
 
-// Heap the store returns when its route and interface tables are emptied.
-long long storeBytes(Snmp::PimMib& mib) {
+// The store's route and next-hop tables, emptied one at a time to measure each.
+constexpr int kStoreParts = 6;
+constexpr const char* kStorePartNames[kStoreParts] = {"ipMcastRouteNextHopTable",
+                                                      "ipMRouteNextHopTable",
+                                                      "pimIpMRouteNextHopTable",
+                                                      "ipMcastRouteTable (with its next-hop set)",
+                                                      "ipMRouteTable",
+                                                      "pimIpMRouteTable"};
+
+// Heap the store returns when its route and interface tables are emptied, in all and per
+// table (next hops first, as the writer removes them).
+long long storeBytes(Snmp::PimMib& mib, long long (&parts)[kStoreParts]) {
   const long long before = heapBytes;
-  mib.ipMcastRouteNextHopTableDelAll();
-  mib.ipMRouteNextHopTableDelAll();
-  mib.pimIpMrouteNextHopTableDelAll();
-  mib.ipMcastRouteTableDelAll();
-  mib.ipMRouteTableDelAll();
-  mib.pimIpMrouteTableDelAll();
+  void (Snmp::PimMib::*const delAll[kStoreParts])() = {
+      &Snmp::PimMib::ipMcastRouteNextHopTableDelAll,
+      &Snmp::PimMib::ipMRouteNextHopTableDelAll,
+      &Snmp::PimMib::pimIpMrouteNextHopTableDelAll,
+      &Snmp::PimMib::ipMcastRouteTableDelAll,
+      &Snmp::PimMib::ipMRouteTableDelAll,
+      &Snmp::PimMib::pimIpMrouteTableDelAll};
+  for (int i = 0; i < kStoreParts; ++i) {
+    const long long heap = heapBytes;
+    (mib.*delAll[i])();
+    parts[i] = heap - heapBytes;
+  }
   mib.ipMcastInterfaceTableDelAll();
   mib.ipMRouteInterfaceTableDelAll();
   return before - heapBytes;
@@ -161,6 +177,7 @@ struct Run {
   double elapsed = 0;   // CPU seconds of the events with the machine following them
   long long events = 0;
   long long platformBytes = 0, totalBytes = 0, machineBytes = 0, storeBytes = 0;
+  long long storeParts[kStoreParts] = {};
 };
 
 // One run of the event phase on fresh inputs; false when the tables came out incomplete.
@@ -189,7 +206,7 @@ bool eventRun(int routes, BenchClock& clock, Run& run) {
   const long long heap1 = heapBytes;
   sm.reset();
   run.machineBytes = heap1 - heapBytes;
-  run.storeBytes = storeBytes(*in.mib);
+  run.storeBytes = storeBytes(*in.mib, run.storeParts);
   return true;
 }
 
@@ -217,6 +234,10 @@ int eventRate(int routes, int repeats) {
   std::printf("  producer alone (no follower)  %.3f s\n", best.producer);
   std::printf("store bytes per route           %.0f\n",
               static_cast<double>(best.storeBytes) / perRoute);
+  for (int i = 0; i < kStoreParts; ++i) {
+    std::printf("  %-41s %.0f\n", kStorePartNames[i],
+                static_cast<double>(best.storeParts[i]) / perRoute);
+  }
   std::printf("MrouteSm bytes per route        %.0f\n",
               static_cast<double>(best.machineBytes) / perRoute);
   std::printf("platform records per route      %.0f (%.0f without a follower)\n",

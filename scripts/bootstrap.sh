@@ -6,7 +6,7 @@ set -euo pipefail
 PACKAGES=(
   build-essential cmake ninja-build pkg-config clang-format
   libsnmp-dev snmp snmpd snmptrapd
-  libfmt-dev nlohmann-json3-dev rapidjson-dev libjemalloc-dev
+  libfmt-dev nlohmann-json3-dev rapidjson-dev libjemalloc-dev libboost-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3 python3-jsonschema procps psmisc
   frr iproute2

@@ -7,13 +7,14 @@
 #include <tuple>
 
 #include "PimSnmp/PimSnmp/Index.h"
+#include "PimSnmp/PimSnmp/StoreRow.h"
 #include "platform/Ent/Ptr.h"
 #include "platform/Snmp/InetVersion.h"
 
 namespace Routing::Pim::Snmp {
 
 // ipMRouteInterfaceTable row.
-class IpMRouteInterfaceEntry : public Ent::RefCounted {
+class IpMRouteInterfaceEntry : public StoreRow {
  public:
   // No TTL threshold: every datagram may be forwarded (the MIB's documented default).
   static constexpr int32_t kTtl = 0;
@@ -36,7 +37,7 @@ class IpMRouteInterfaceEntry : public Ent::RefCounted {
 };
 
 // ipMcastInterfaceTable row.
-class IpMcastInterfaceEntry : public Ent::RefCounted {
+class IpMcastInterfaceEntry : public StoreRow {
  public:
   // No TTL threshold (the MIB's default).
   static constexpr int32_t kTtl = 0;

@@ -4,6 +4,7 @@
 #include <tuple>
 #include <utility>
 
+#include "PimSnmp/PimSnmp/StoreRow.h"
 #include "platform/Ent/Ptr.h"
 #include "platform/Lanet/IpGenAddr.h"
 #include "platform/Routing/Pim/Bsr/Config.h"
@@ -12,7 +13,7 @@
 namespace Routing::Pim::Snmp {
 
 // pimComponentTable row (the agent makes only component 1).
-class PimComponentEntry : public Ent::RefCounted {
+class PimComponentEntry : public StoreRow {
  public:
   static constexpr int32_t kRowStatusActive = 1;
   // Advertised whenever a candidate RP is configured, whatever the configured interval.

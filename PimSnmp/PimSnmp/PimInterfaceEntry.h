@@ -4,6 +4,7 @@
 #include <tuple>
 #include <utility>
 
+#include "PimSnmp/PimSnmp/StoreRow.h"
 #include "platform/Ent/Ptr.h"
 #include "platform/Lanet/IntfId.h"
 #include "platform/Lanet/IpGenAddr.h"
@@ -14,7 +15,7 @@ namespace Routing::Pim::Snmp {
 
 // pimInterfaceTable row. Every column but the key reads the live interface record; a missing
 // record reads as zeros (addresses as 0.0.0.0, the id as the empty id).
-class PimInterfaceEntry : public Ent::RefCounted {
+class PimInterfaceEntry : public StoreRow {
  public:
   static constexpr int32_t kRowStatusActive = 1;
 

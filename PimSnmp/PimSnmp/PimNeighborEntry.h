@@ -4,6 +4,7 @@
 #include <tuple>
 #include <utility>
 
+#include "PimSnmp/PimSnmp/StoreRow.h"
 #include "platform/Ent/Ptr.h"
 #include "platform/Lanet/IpGenAddr.h"
 #include "platform/Routing/Pim/Neighbor.h"
@@ -11,7 +12,7 @@
 namespace Routing::Pim::Snmp {
 
 // pimNeighborTable row. interfaceIndex and mode are set by the writer when it makes the row.
-class PimNeighborEntry : public Ent::RefCounted {
+class PimNeighborEntry : public StoreRow {
  public:
   PimNeighborEntry(const Lanet::IpGenAddr& address, Ent::Ptr<const Neighbor> neighbor)
       : address_(address), neighbor_(std::move(neighbor)) {}

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "PimSnmp/PimSnmp/Index.h"
+#include "PimSnmp/PimSnmp/StoreRow.h"
 #include "platform/Ent/Ptr.h"
 #include "platform/Lanet/IpGenAddr.h"
 #include "platform/Routing/Pim/RpCandidate.h"
@@ -15,7 +16,7 @@
 namespace Routing::Pim::Snmp {
 
 // pimRPSetTable row. Hold and expiry times are shown only for RPs learnt from the BSR.
-class PimRPSetEntry : public Ent::RefCounted {
+class PimRPSetEntry : public StoreRow {
  public:
   PimRPSetEntry(const PimRPSetEntryIndex& index, RpType rpType, Ent::Ptr<const RpCandidate> rp)
       : index_(index), rpType_(rpType), rp_(std::move(rp)) {}
@@ -39,7 +40,7 @@ class PimRPSetEntry : public Ent::RefCounted {
 };
 
 // pimCandidateRPTable row.
-class PimCandidateRPEntry : public Ent::RefCounted {
+class PimCandidateRPEntry : public StoreRow {
  public:
   static constexpr int32_t kRowStatusActive = 1;
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "PimSnmp/PimSnmp/Index.h"
+#include "PimSnmp/PimSnmp/StoreRow.h"
 #include "platform/Ent/Ptr.h"
 #include "platform/IntfSnmp/IfMib.h"
 #include "platform/Lanet/AddressFamily.h"
@@ -26,7 +27,7 @@ namespace Routing::Pim::Snmp {
 class PimMib;
 
 // Columns shared by the IPMROUTE-STD-MIB and IP-MCAST-MIB route rows.
-class RouteEntryBase : public Ent::RefCounted {
+class RouteEntryBase : public StoreRow {
  public:
   using Route = SparseMode::Route;
   using FibRoute = ::Shtab::Multicast::Fib::Route;
@@ -191,7 +192,7 @@ class IpMcastRouteEntry : public RouteEntryBase {
 };
 
 // pimIpMRouteTable row (IPv4 only).
-class PimIpMrouteEntry : public Ent::RefCounted {
+class PimIpMrouteEntry : public StoreRow {
  public:
   using Route = SparseMode::Route;
 

@@ -8,6 +8,7 @@
 
 #include "PimSnmp/PimSnmp/Index.h"
 #include "PimSnmp/PimSnmp/NextHopState.h"
+#include "PimSnmp/PimSnmp/StoreRow.h"
 #include "platform/Ent/Ptr.h"
 #include "platform/Routing/Pim/SparseMode/Intf.h"
 #include "platform/Snmp/InetAddress.h"
@@ -16,7 +17,7 @@ namespace Routing::Pim::Snmp {
 
 // The forwarding state of an IPMROUTE-STD-MIB or IP-MCAST-MIB next hop. Immutable: the
 // writer replaces the row to change it.
-class RouteNextHopEntryBase : public Ent::RefCounted {
+class RouteNextHopEntryBase : public StoreRow {
  public:
   explicit RouteNextHopEntryBase(NextHopState state) : state_(state) {}
   NextHopState state() const { return state_; }
@@ -57,7 +58,7 @@ class IpMcastRouteNextHopEntry : public RouteNextHopEntryBase {
 
 // pimIpMRouteNextHopTable row (IPv4 only): a forwarding interface of a route, with the
 // interface's live (S,G,I) state.
-class PimIpMrouteNextHopEntry : public Ent::RefCounted {
+class PimIpMrouteNextHopEntry : public StoreRow {
  public:
   // pimIpMRouteNextHopPruneReason values.
   static constexpr uint32_t kPruneReasonPrune = 2;

@@ -1,13 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
 #include <type_traits>
 #include <unordered_map>
 #include <utility>
+
+#include <boost/intrusive/set.hpp>
 
 #include "platform/Ent/Entity.h"
 #include "platform/Ent/Error.h"
@@ -41,23 +45,152 @@ class CollBase {
   uint64_t version_ = 0;
 };
 
+// Entries in a std::set of counted references: a tree node per entry.
+template <class K, class V, auto KeyFn>
+class NodeSet {
+  struct Less {
+    using is_transparent = void;
+    bool operator()(const Ptr<V>& a, const Ptr<V>& b) const {
+      return keyOf<KeyFn>(*a) < keyOf<KeyFn>(*b);
+    }
+    bool operator()(const Ptr<V>& a, const K& b) const { return keyOf<KeyFn>(*a) < b; }
+    bool operator()(const K& a, const Ptr<V>& b) const { return a < keyOf<KeyFn>(*b); }
+  };
+  using Set = std::set<Ptr<V>, Less>;
+
+ public:
+  using const_iterator = typename Set::const_iterator;
+
+  ~NodeSet() { set_.clear(); }
+  const_iterator find(const K& k) const { return set_.find(k); }
+  const_iterator lower_bound(const K& k) const { return set_.lower_bound(k); }
+  const_iterator upper_bound(const K& k) const { return set_.upper_bound(k); }
+  const_iterator begin() const { return set_.begin(); }
+  const_iterator end() const { return set_.end(); }
+  size_t size() const { return set_.size(); }
+  bool empty() const { return set_.empty(); }
+  static V* get(const_iterator it) { return it->get(); }
+  // `v` goes right before `pos`, which must keep the order.
+  const_iterator insertBefore(const_iterator pos, Ptr<V> v) {
+    return set_.insert(pos, std::move(v));
+  }
+  Ptr<V> erase(const_iterator it) {
+    Ptr<V> v = *it;
+    set_.erase(it);
+    return v;
+  }
+
+ private:
+  Set set_;
+};
+
+}  // namespace detail
+
+// Base of an entry type that an OrderedColl links into its tree itself, sparing the separate
+// node (and its allocation) per entry. Such an entry is in at most one collection at a time.
+using OrderedHook =
+    boost::intrusive::set_base_hook<boost::intrusive::optimize_size<true>,
+                                    boost::intrusive::link_mode<boost::intrusive::safe_link>>;
+
+namespace detail {
+
+// Entries linked through their OrderedHook; the set holds one count of each entry.
+template <class K, class V, auto KeyFn>
+class HookSet {
+  struct KeyOf {
+    using type = K;
+    const K& operator()(const V& v) const { return keyOf<KeyFn>(v); }
+  };
+  using Set = boost::intrusive::set<V, boost::intrusive::base_hook<OrderedHook>,
+                                    boost::intrusive::key_of_value<KeyOf>,
+                                    boost::intrusive::constant_time_size<true>>;
+  using SetIter = typename Set::const_iterator;
+
+ public:
+  // Dereferences to a counted reference, as NodeSet's iterators do; it holds the count of
+  // the entry it last yielded.
+  class const_iterator {
+   public:
+    using iterator_category = std::bidirectional_iterator_tag;
+    using value_type = Ptr<V>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const Ptr<V>*;
+    using reference = const Ptr<V>&;
+
+    const_iterator() = default;
+    explicit const_iterator(SetIter it) : it_(it) {}
+    reference operator*() const {
+      cur_ = Ptr<V>(const_cast<V*>(&*it_));
+      return cur_;
+    }
+    pointer operator->() const { return &**this; }
+    const_iterator& operator++() {
+      ++it_;
+      return *this;
+    }
+    const_iterator operator++(int) {
+      const_iterator old = *this;
+      ++it_;
+      return old;
+    }
+    const_iterator& operator--() {
+      --it_;
+      return *this;
+    }
+    const_iterator operator--(int) {
+      const_iterator old = *this;
+      --it_;
+      return old;
+    }
+    bool operator==(const const_iterator& o) const { return it_ == o.it_; }
+
+   private:
+    friend class HookSet;
+    SetIter it_;
+    mutable Ptr<V> cur_;
+  };
+
+  ~HookSet() {
+    set_.clear_and_dispose([](V* v) { v->unref(); });
+  }
+  const_iterator find(const K& k) const { return const_iterator(set_.find(k)); }
+  const_iterator lower_bound(const K& k) const { return const_iterator(set_.lower_bound(k)); }
+  const_iterator upper_bound(const K& k) const { return const_iterator(set_.upper_bound(k)); }
+  const_iterator begin() const { return const_iterator(set_.begin()); }
+  const_iterator end() const { return const_iterator(set_.end()); }
+  size_t size() const { return set_.size(); }
+  bool empty() const { return set_.empty(); }
+  static V* get(const_iterator it) { return const_cast<V*>(&*it.it_); }
+  const_iterator insertBefore(const_iterator pos, Ptr<V> v) {
+    if (v->is_linked()) throw Error("OrderedColl: entry is in another collection");
+    V* raw = v.release();  // the set's count
+    return const_iterator(set_.insert_before(pos.it_, *raw));
+  }
+  Ptr<V> erase(const_iterator it) {
+    Ptr<V> v(get(it));
+    set_.erase(it.it_);
+    v->unref();  // the set's count; `v` keeps the entry alive
+    return v;
+  }
+
+ private:
+  Set set_;
+};
+
+template <class K, class V, auto KeyFn>
+using OrderedSet = std::conditional_t<std::is_base_of_v<OrderedHook, V>, HookSet<K, V, KeyFn>,
+                                      NodeSet<K, V, KeyFn>>;
+
 }  // namespace detail
 
 // Ordered collection of counted entries keyed by a key that each entry stores
 // itself (read through KeyFn), so a key is held once per row. Iteration is in
 // key order; every insert and erase bumps the version and notifies the owner's
-// reactors with the attribute and key.
+// reactors with the attribute and key. Entries deriving from OrderedHook are
+// linked into the tree themselves.
 template <class K, class V, auto KeyFn = &V::key>
 class OrderedColl : public detail::CollBase {
-  struct Less {
-    using is_transparent = void;
-    bool operator()(const Ptr<V>& a, const Ptr<V>& b) const {
-      return detail::keyOf<KeyFn>(*a) < detail::keyOf<KeyFn>(*b);
-    }
-    bool operator()(const Ptr<V>& a, const K& b) const { return detail::keyOf<KeyFn>(*a) < b; }
-    bool operator()(const K& a, const Ptr<V>& b) const { return a < detail::keyOf<KeyFn>(*b); }
-  };
-  using Set = std::set<Ptr<V>, Less>;
+  using Set = detail::OrderedSet<K, V, KeyFn>;
 
  public:
   using key_type = K;
@@ -67,11 +200,10 @@ class OrderedColl : public detail::CollBase {
   explicit OrderedColl(const Entity* owner = nullptr, AttrId attr = 0) : CollBase(owner, attr) {}
   OrderedColl(const OrderedColl&) = delete;
   OrderedColl& operator=(const OrderedColl&) = delete;
-  ~OrderedColl() { set_.clear(); }
 
   V* find(const K& k) const {
     auto it = set_.find(k);
-    return it == set_.end() ? nullptr : it->get();
+    return it == set_.end() ? nullptr : Set::get(it);
   }
   Ptr<V> operator[](const K& k) const { return Ptr<V>(find(k)); }
   bool contains(const K& k) const { return set_.find(k) != set_.end(); }
@@ -81,15 +213,17 @@ class OrderedColl : public detail::CollBase {
   template <class Make>
   std::pair<V*, bool> findOrInsert(const K& k, Make&& make) {
     auto it = set_.lower_bound(k);
-    if (it != set_.end() && !(k < detail::keyOf<KeyFn>(**it))) return {it->get(), false};
+    if (it != set_.end() && !(k < detail::keyOf<KeyFn>(*Set::get(it)))) {
+      return {Set::get(it), false};
+    }
     Ptr<V> v = make();
     if (!v) throw NullArgument("OrderedColl: null entry");
     if (k < detail::keyOf<KeyFn>(*v) || detail::keyOf<KeyFn>(*v) < k) {
       throw Error("OrderedColl: entry built under another key");
     }
-    auto pos = set_.insert(it, std::move(v));
-    changed(&detail::keyOf<KeyFn>(**pos));
-    return {pos->get(), true};
+    V* inserted = Set::get(set_.insertBefore(it, std::move(v)));
+    changed(&detail::keyOf<KeyFn>(*inserted));
+    return {inserted, true};
   }
 
   // Inserts `v` under its own key unless an entry with that key exists.
@@ -106,8 +240,7 @@ class OrderedColl : public detail::CollBase {
     return erase(it);
   }
   Ptr<V> erase(const_iterator it) {
-    Ptr<V> v = *it;
-    set_.erase(it);
+    Ptr<V> v = set_.erase(it);
     changed(&detail::keyOf<KeyFn>(*v));
     return v;
   }
@@ -123,7 +256,7 @@ class OrderedColl : public detail::CollBase {
   // The entry with the smallest key greater than `k`, or null.
   V* findNext(const K& k) const {
     auto it = set_.upper_bound(k);
-    return it == set_.end() ? nullptr : it->get();
+    return it == set_.end() ? nullptr : Set::get(it);
   }
   size_t size() const { return set_.size(); }
   bool empty() const { return set_.empty(); }

@@ -4,6 +4,8 @@
 
 namespace Ent {
 
+const std::string Entity::kNoName;
+
 Entity::~Entity() = default;
 
 void Entity::notify(AttrId attr, const void* key) const {
@@ -20,19 +22,23 @@ void Entity::notify(AttrId attr, const void* key) const {
     if (Reactor* r = reactors_[i]) r->onChange(change);
   }
   if (--notifyDepth_ == 0 && needsCompact_) {
-    std::erase(reactors_, nullptr);
+    reactors_.erase(std::remove(reactors_.begin(), reactors_.end(), nullptr), reactors_.end());
     needsCompact_ = false;
   }
 }
 
 size_t Entity::reactorCount() const {
-  return static_cast<size_t>(std::count_if(reactors_.begin(), reactors_.end(),
-                                           [](Reactor* r) { return r != nullptr; }));
+  return static_cast<size_t>(
+      std::count_if(reactors_.begin(), reactors_.end(), [](Reactor* r) { return r != nullptr; }));
 }
 
-Ptr<Entity> Entity::childEntity(std::string_view, std::string_view) const { return nullptr; }
+Ptr<Entity> Entity::childEntity(std::string_view, std::string_view) const {
+  return nullptr;
+}
 
-void Entity::attach(Reactor* r) const { reactors_.push_back(r); }
+void Entity::attach(Reactor* r) const {
+  reactors_.push_back(r);
+}
 
 void Entity::detach(Reactor* r) const {
   auto it = std::find(reactors_.begin(), reactors_.end(), r);

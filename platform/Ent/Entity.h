@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <boost/container/small_vector.hpp>
 
 #include "platform/Ent/Ptr.h"
 
@@ -28,13 +31,15 @@ struct Change {
 class Reactor;
 
 // A named, reference-counted object with attributes whose changes are
-// announced to the reactors that follow it.
+// announced to the reactors that follow it. Kept small: platform records are
+// entities (millions of them, mostly unnamed and followed by one reactor).
 class Entity : public RefCounted {
  public:
-  explicit Entity(std::string name = {}) : name_(std::move(name)) {}
+  explicit Entity(std::string name = {})
+      : name_(name.empty() ? nullptr : std::make_unique<const std::string>(std::move(name))) {}
   ~Entity() override;
 
-  const std::string& name() const { return name_; }
+  const std::string& name() const { return name_ ? *name_ : kNoName; }
   // Qualified type name, as used in messages ("Routing::Pim::Snmp::PimMib").
   virtual std::string_view typeName() const = 0;
 
@@ -58,12 +63,16 @@ class Entity : public RefCounted {
   void attach(Reactor* r) const;
   void detach(Reactor* r) const;
 
-  std::string name_;
-  bool notificationActive_ = true;
-  bool deleting_ = false;
+  static const std::string kNoName;
+
+  // Flags first: they fit in the tail padding of RefCounted.
   mutable uint16_t notifyDepth_ = 0;
-  mutable bool needsCompact_ = false;
-  mutable std::vector<Reactor*> reactors_;
+  bool notificationActive_ : 1 = true;
+  bool deleting_ : 1 = false;
+  mutable bool needsCompact_ : 1 = false;
+  std::unique_ptr<const std::string> name_;  // null when unnamed
+  // One reactor is kept inline: most entities have a single follower.
+  mutable boost::container::small_vector<Reactor*, 1> reactors_;
 };
 
 // Follows one entity. A reactor holds a counted reference to its notifier, so

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "platform/Ent/Coll.h"
@@ -24,6 +25,10 @@ struct Row : Ent::RefCounted {
 struct Derived : Row {
   using Row::Row;
 };
+// Linked into an OrderedColl's tree itself.
+struct HookedRow : Row, Ent::OrderedHook {
+  using Row::Row;
+};
 
 class Owner : public Ent::Entity {
  public:
@@ -34,6 +39,15 @@ class Owner : public Ent::Entity {
   }
   std::string_view typeName() const override { return "Test::Owner"; }
   Ent::OrderedColl<int, Row> rows{this, attrRow};
+  Ent::OrderedColl<int, HookedRow> hookedRows{this, attrRow};
+  template <class R>
+  Ent::OrderedColl<int, R>& rowsOf() {
+    if constexpr (std::is_same_v<R, HookedRow>) {
+      return hookedRows;
+    } else {
+      return rows;
+    }
+  }
   Ent::HashColl<std::string, Row> byName{this, attrByName};
   Ent::ValueMap<int, int> flags{this, attrFlag};
   Ent::HashValueMap<std::string, bool> hflags{this, attrHFlag};
@@ -56,8 +70,9 @@ class Rec : public Ent::ReactorOf<Owner> {
 using Seen = std::vector<std::string>;
 
 // A make() for findOrInsert that counts its calls.
+template <class R = Row>
 auto maker(int& made, int k) {
-  return [&made, k] { return ++made, Ent::make<Row>(k); };
+  return [&made, k] { return ++made, Ent::make<R>(k); };
 }
 
 TEST(PtrTest, CountsConvertsAndTheLastReleaseDeletes) {
@@ -87,9 +102,17 @@ TEST(PtrTest, CountsConvertsAndTheLastReleaseDeletes) {
 struct CollTest : ::testing::Test {
   Ptr<Owner> owner = Ent::make<Owner>();
   Rec rec{owner};
-  Ent::OrderedColl<int, Row>& rows = owner->rows;
+};
+
+// The same rules whether the tree has a node per entry or links the entries themselves.
+template <class R>
+struct OrderedCollTest : ::testing::Test {
+  using Row = R;
+  Ptr<Owner> owner = Ent::make<Owner>();
+  Rec rec{owner};
+  Ent::OrderedColl<int, R>& rows = owner->template rowsOf<R>();
   void fill(std::initializer_list<int> keys) {
-    for (int k : keys) rows.insert(Ent::make<Row>(k));
+    for (int k : keys) rows.insert(Ent::make<R>(k));
     rec.seen.clear();
   }
   std::vector<int> keys() const {
@@ -99,69 +122,108 @@ struct CollTest : ::testing::Test {
   }
 };
 
-TEST_F(CollTest, InsertKeepsKeyOrderAndBuildsOnlyWhenAbsent) {
-  fill({30, 10});
+using RowTypes = ::testing::Types<Row, HookedRow>;
+TYPED_TEST_SUITE(OrderedCollTest, RowTypes);
+
+TYPED_TEST(OrderedCollTest, InsertKeepsKeyOrderAndBuildsOnlyWhenAbsent) {
+  this->fill({30, 10});
   int made = 0;
-  auto [e, inserted] = rows.findOrInsert(10, maker(made, 10));
+  auto [e, inserted] = this->rows.findOrInsert(10, maker<TypeParam>(made, 10));
   EXPECT_FALSE(inserted);
-  EXPECT_EQ(e, rows.find(10));
-  EXPECT_FALSE(rows.insert(Ent::make<Row>(30)).second);
+  EXPECT_EQ(e, this->rows.find(10));
+  EXPECT_FALSE(this->rows.insert(Ent::make<TypeParam>(30)).second);
   EXPECT_EQ(made, 0);
-  EXPECT_EQ(rows.version(), 2u);
-  EXPECT_TRUE(rec.seen.empty());
+  EXPECT_EQ(this->rows.version(), 2u);
+  EXPECT_TRUE(this->rec.seen.empty());
   // Before the first, after the last and in between: the hint must not matter.
-  for (int k : {5, 40, 20}) EXPECT_TRUE(rows.findOrInsert(k, maker(made, k)).second);
+  for (int k : {5, 40, 20})
+    EXPECT_TRUE(this->rows.findOrInsert(k, maker<TypeParam>(made, k)).second);
   EXPECT_EQ(made, 3);
-  EXPECT_EQ(keys(), (std::vector<int>{5, 10, 20, 30, 40}));
-  EXPECT_EQ(rec.seen, (Seen{"1:5", "1:40", "1:20"}));
-  EXPECT_THROW(rows.findOrInsert(7, [] { return Ptr<Row>(); }), Ent::NullArgument);
-  EXPECT_THROW(rows.insert(nullptr), Ent::NullArgument);
-  EXPECT_EQ(rows[7], nullptr);
+  EXPECT_EQ(this->keys(), (std::vector<int>{5, 10, 20, 30, 40}));
+  EXPECT_EQ(this->rec.seen, (Seen{"1:5", "1:40", "1:20"}));
+  EXPECT_THROW(this->rows.findOrInsert(7, [] { return Ptr<TypeParam>(); }), Ent::NullArgument);
+  EXPECT_THROW(this->rows.insert(nullptr), Ent::NullArgument);
+  EXPECT_EQ(this->rows[7], nullptr);
 }
 
-TEST_F(CollTest, EraseReturnsTheEntryAndNotifiesOnlyOnChange) {
-  fill({10, 20});
-  const uint64_t v = rows.version();
-  EXPECT_EQ(rows.erase(15), nullptr);
-  EXPECT_EQ(rows.version(), v);
-  rec.hook = [&](const Change& c) { EXPECT_FALSE(rows.contains(c.keyAs<int>())); };
-  Ptr<Row> gone = rows.erase(rows.find(10)->key());  // key read from the erased entry
+TYPED_TEST(OrderedCollTest, EraseReturnsTheEntryAndNotifiesOnlyOnChange) {
+  this->fill({10, 20});
+  const uint64_t v = this->rows.version();
+  EXPECT_EQ(this->rows.erase(15), nullptr);
+  EXPECT_EQ(this->rows.version(), v);
+  this->rec.hook = [&](const Change& c) { EXPECT_FALSE(this->rows.contains(c.keyAs<int>())); };
+  Ptr<TypeParam> gone =
+      this->rows.erase(this->rows.find(10)->key());  // key read from the erased entry
   EXPECT_EQ(gone->key(), 10);
-  EXPECT_EQ(rows.version(), v + 1);
-  EXPECT_EQ(rec.seen, (Seen{"1:10"}));
-  rec.hook = nullptr;
-  fill({3, 1, 2});
-  rows.clear();
-  EXPECT_EQ(rec.seen, (Seen{"1:1", "1:2", "1:3", "1:20"}));
+  EXPECT_EQ(this->rows.version(), v + 1);
+  EXPECT_EQ(this->rec.seen, (Seen{"1:10"}));
+  this->rec.hook = nullptr;
+  this->fill({3, 1, 2});
+  this->rows.clear();
+  EXPECT_EQ(this->rec.seen, (Seen{"1:1", "1:2", "1:3", "1:20"}));
 }
 
-TEST_F(CollTest, NeighbourQueriesAtTheEdges) {
-  EXPECT_EQ(rows.findNext(0), nullptr);
-  EXPECT_EQ(rows.lowerBound(0), rows.end());
-  fill({10, 20, 30});
-  EXPECT_EQ(rows.findNext(-1)->key(), 10);
-  EXPECT_EQ(rows.findNext(10)->key(), 20);
-  EXPECT_EQ(rows.findNext(25)->key(), 30);
-  EXPECT_EQ(rows.findNext(30), nullptr);
-  EXPECT_EQ((*rows.lowerBound(20))->key(), 20);
-  EXPECT_EQ((*rows.upperBound(20))->key(), 30);
-  EXPECT_EQ(rows.lowerBound(31), rows.end());
-  EXPECT_EQ(rows.upperBound(30), rows.end());
-  EXPECT_EQ(rows.lowerBound(-5), rows.begin());
+TYPED_TEST(OrderedCollTest, NeighbourQueriesAtTheEdges) {
+  EXPECT_EQ(this->rows.findNext(0), nullptr);
+  EXPECT_EQ(this->rows.lowerBound(0), this->rows.end());
+  this->fill({10, 20, 30});
+  EXPECT_EQ(this->rows.findNext(-1)->key(), 10);
+  EXPECT_EQ(this->rows.findNext(10)->key(), 20);
+  EXPECT_EQ(this->rows.findNext(25)->key(), 30);
+  EXPECT_EQ(this->rows.findNext(30), nullptr);
+  EXPECT_EQ((*this->rows.lowerBound(20))->key(), 20);
+  EXPECT_EQ((*this->rows.upperBound(20))->key(), 30);
+  EXPECT_EQ(this->rows.lowerBound(31), this->rows.end());
+  EXPECT_EQ(this->rows.upperBound(30), this->rows.end());
+  EXPECT_EQ(this->rows.lowerBound(-5), this->rows.begin());
 }
 
-TEST_F(CollTest, WalkSurvivesErasingTheHeldEntry) {
+TYPED_TEST(OrderedCollTest, WalkSurvivesErasingTheHeldEntry) {
   bool dead = false;
-  rows.insert(Ent::make<Row>(20, &dead));
-  fill({10, 30});
+  this->rows.insert(Ent::make<TypeParam>(20, &dead));
+  this->fill({10, 30});
   std::vector<int> walked;
-  for (Ptr<Row> cur = rows.find(10); cur; cur = rows.findNext(cur->key())) {
+  for (Ptr<TypeParam> cur = this->rows.find(10); cur; cur = this->rows.findNext(cur->key())) {
     walked.push_back(cur->key());
-    if (cur->key() == 20) rows.erase(20);  // only `cur` keeps it now
+    if (cur->key() == 20) this->rows.erase(20);  // only `cur` keeps it now
   }
   EXPECT_EQ(walked, (std::vector<int>{10, 20, 30}));
   EXPECT_TRUE(dead);
-  EXPECT_EQ(keys(), (std::vector<int>{10, 30}));
+  EXPECT_EQ(this->keys(), (std::vector<int>{10, 30}));
+}
+
+TEST(HookedCollTest, AnEntryIsInOneCollectionAtATimeAndEachHoldsOneCount) {
+  Ptr<Owner> owner = Ent::make<Owner>();
+  Ent::OrderedColl<int, HookedRow> other;
+  bool dead = false;
+  Ptr<HookedRow> row = Ent::make<HookedRow>(1, &dead);
+  owner->hookedRows.insert(row);
+  EXPECT_EQ(row->refCount(), 2u);
+  EXPECT_THROW(other.insert(row), Ent::Error);
+  EXPECT_TRUE(other.empty()) << "a refusal changes nothing";
+  EXPECT_EQ(row->refCount(), 2u);
+  {
+    auto it = owner->hookedRows.begin();
+    EXPECT_EQ(it->get(), row.get());
+    EXPECT_EQ(row->refCount(), 3u) << "a dereferenced iterator holds the entry";
+  }
+  EXPECT_EQ(row->refCount(), 2u);
+  owner->hookedRows.erase(1);
+  EXPECT_EQ(row->refCount(), 1u);
+  other.insert(row);  // free again
+  EXPECT_EQ((*other.begin())->key(), 1);
+  row.reset();
+  EXPECT_FALSE(dead);
+  owner.reset();
+  other.clear();
+  EXPECT_TRUE(dead) << "the collection let go of the last count";
+  Ptr<HookedRow> kept = Ent::make<HookedRow>(2, &dead);
+  {
+    Ent::OrderedColl<int, HookedRow> dropped;
+    dropped.insert(kept);
+  }
+  EXPECT_EQ(kept->refCount(), 1u) << "a destroyed collection releases its entries";
+  EXPECT_NO_THROW(other.insert(kept));
 }
 
 TEST_F(CollTest, HashCollSetReplacesAndNullRemoves) {
@@ -219,6 +281,15 @@ TEST_F(ReactorTest, AttachDetachAndNotificationSwitch) {
   owner->rows.insert(Ent::make<Row>(1));
   owner->hasNotificationActiveIs(true);
   EXPECT_EQ(a.seen.size(), 1u);
+}
+
+TEST(EntityTest, NamedAndUnnamed) {
+  struct Unnamed : Ent::Entity {
+    std::string_view typeName() const override { return "Test::Unnamed"; }
+  };
+  EXPECT_EQ(Ent::make<Owner>()->name(), "owner");
+  EXPECT_EQ(Ent::make<Unnamed>()->name(), "");
+  EXPECT_TRUE(Ent::make<Unnamed>()->name().empty());
 }
 
 TEST_F(ReactorTest, DetachingDuringNotificationSkipsTheDetached) {
