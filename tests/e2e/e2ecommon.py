@@ -1,6 +1,8 @@
 """What both end-to-end harnesses share: the MIB roots and notification OIDs, the failure
-type and checks, bounded waits, client authentication arguments and loopback port selection."""
+type and checks, bounded waits, net-snmp's private environment, client authentication
+arguments and loopback port selection."""
 
+import os
 import socket
 import time
 
@@ -62,3 +64,14 @@ def auth_args(community=None, context=None, user=None):
     if user is not None:
         return ["-v3", "-u", user, "-l", "noAuthNoPriv"] + (["-n", context] if context else [])
     return ["-v2c", "-c", community or "public"]
+
+
+def private_snmp_env(directory):
+    """The environment for every net-snmp program of a test: its files under `directory`, no
+    system or home configuration, no MIBs."""
+    env = dict(os.environ, MIBS="", HOME=directory)
+    for var, sub in (("SNMP_PERSISTENT_DIR", "snmp-persist"), ("SNMPCONFPATH", "snmp-conf"),
+                     ("MIBDIRS", "no-mibs")):
+        env[var] = os.path.join(directory, sub)
+        os.makedirs(env[var], exist_ok=True)
+    return env

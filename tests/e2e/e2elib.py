@@ -23,7 +23,7 @@ SNMPD = shutil.which("snmpd") or "/usr/sbin/snmpd"
 SNMPTRAPD = shutil.which("snmptrapd") or "/usr/sbin/snmptrapd"
 from e2ecommon import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, PIM_NEIGHBOR_IFINDEX,  # noqa: F401
                        PIM_NEIGHBOR_LOSS, SNMP_TRAP_OID, Failure, auth_args, check, check_eq,
-                       free_port, wait_for)
+                       free_port, private_snmp_env, wait_for)
 
 
 class Proc:
@@ -106,15 +106,7 @@ class Env:
     def __init__(self, name="e2e"):
         self.dir = tempfile.mkdtemp(prefix=f"pimsnmp-{name}-")
         self.procs = []
-        self.env = dict(os.environ)
-        # Private state for every net-snmp program: no system or home configuration, no MIBs.
-        self.env["SNMP_PERSISTENT_DIR"] = self.path("snmp-persist")
-        self.env["SNMPCONFPATH"] = self.path("snmp-conf")
-        self.env["MIBS"] = ""
-        self.env["MIBDIRS"] = self.path("no-mibs")
-        self.env["HOME"] = self.dir
-        for d in ("snmp-persist", "snmp-conf", "no-mibs"):
-            os.makedirs(self.path(d), exist_ok=True)
+        self.env = private_snmp_env(self.dir)
 
     def __enter__(self):
         return self

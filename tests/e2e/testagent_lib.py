@@ -24,7 +24,7 @@ TESTAGENT = os.environ.get("PIMSNMP_TESTAGENT", "pimsnmp-testagent")
 SNMPTRAPD = shutil.which("snmptrapd") or "/usr/sbin/snmptrapd"
 from e2ecommon import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, PIM_NEIGHBOR_IFINDEX,  # noqa: F401
                        PIM_NEIGHBOR_LOSS, SNMP_TRAP_OID, Failure, auth_args, check, check_eq,
-                       free_port, wait_for)
+                       free_port, private_snmp_env, wait_for)
 
 PIM_RP_TABLE = "1.3.6.1.3.61.1.1.5"
 
@@ -124,15 +124,7 @@ class Env:
 
     def __enter__(self):
         self.dir = tempfile.mkdtemp(prefix=f"pimsnmp-{self.name}-")
-        self.persist = os.path.join(self.dir, "persist")
-        os.makedirs(self.persist)
-        self.env = dict(os.environ)
-        self.env["SNMP_PERSISTENT_DIR"] = self.persist
-        self.env["MIBS"] = ""
-        self.env["MIBDIRS"] = ""
-        # The tools read ~/.snmp and /etc/snmp otherwise.
-        self.env["SNMPCONFPATH"] = os.path.join(self.dir, "clientconf")
-        os.makedirs(self.env["SNMPCONFPATH"])
+        self.env = private_snmp_env(self.dir)
         return self
 
     def __exit__(self, exc_type, exc, tb):
