@@ -17,6 +17,24 @@ AgentTree::~AgentTree() {
   tearDown();
 }
 
+Routing::Pim::SnmpAgent::Inputs AgentTree::inputs(
+    Lanet::AddressFamily af,
+    Ent::Ptr<Routing::Pim::Snmp::RegistrationHelper> registrationHelper) const {
+  return {root_->pimMibRoot(),
+          std::move(registrationHelper),
+          platform_.entityManager(),
+          platform_.ifMib(),
+          snmpStatus_,
+          platform_.allIntfStatusDir(),
+          platform_.pimGlobalStatus(af),
+          platform_.pimConfigColl(af),
+          platform_.bsrStatusColl(af),
+          platform_.bsrConfigColl(af),
+          platform_.crpStatusColl(af),
+          platform_.staticRpStatusColl(af),
+          platform_.mfibVrfConfig(af)};
+}
+
 void AgentTree::bringUp() {
   if (root_) return;
   // The route tables' counters are read through the per-family helpers.
@@ -27,13 +45,7 @@ void AgentTree::bringUp() {
 
   root_ = Routing::Pim::SnmpAgent::rootFactory("pimsnmpd");
   auto registrationHelper = root_->mibRegistrationHelperIs();
-  for (Lanet::AddressFamily af : kFamilies) {
-    root_->afRootIs(
-        af, root_->pimMibRoot(), registrationHelper, platform_.entityManager(), platform_.ifMib(),
-        snmpStatus_, platform_.allIntfStatusDir(), platform_.pimGlobalStatus(af),
-        platform_.pimConfigColl(af), platform_.bsrStatusColl(af), platform_.bsrConfigColl(af),
-        platform_.crpStatusColl(af), platform_.staticRpStatusColl(af), platform_.mfibVrfConfig(af));
-  }
+  for (Lanet::AddressFamily af : kFamilies) root_->afRootIs(af, inputs(af, registrationHelper));
   for (Lanet::AddressFamily af : kFamilies) {
     auto afRoot = root_->afRoot(af);
     afRoot->pimAllStatusCollIs();

@@ -31,6 +31,11 @@ class AgentTree {
   Ent::Ptr<Ent::Dir> pimMibRoot() const { return root_ ? root_->pimMibRoot() : nullptr; }
 
  private:
+  // The family's inputs among the platform's records: the one place that picks them.
+  Routing::Pim::SnmpAgent::Inputs inputs(
+      Lanet::AddressFamily af,
+      Ent::Ptr<Routing::Pim::Snmp::RegistrationHelper> registrationHelper) const;
+
   PlatformState& platform_;
   Ent::Ptr<const Snmp::Status> snmpStatus_;
   Ent::Ptr<Plat::Clock> clock_;

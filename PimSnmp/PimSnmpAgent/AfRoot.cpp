@@ -8,54 +8,11 @@ DEFAULT_TRACE_HANDLE("PimSnmpAgent")
 
 namespace Routing::Pim::SnmpAgent {
 
-AfRoot::AfRoot(Lanet::AddressFamily af, Ent::Ptr<Ent::Dir> pimMibRoot,
-               Ent::Ptr<Snmp::RegistrationHelper> mibRegistrationHelper,
-               Ent::Ptr<Stadb::EntityManager> entityManager, Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-               Ent::Ptr<const ::Snmp::Status> snmpStatus,
-               Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-               Ent::Ptr<const GlobalStatus> pimGlobalStatus,
-               Ent::Ptr<const ConfigColl> pimConfigColl,
-               Ent::Ptr<const Bsr::StatusColl> bsrStatusColl,
-               Ent::Ptr<const Bsr::ConfigColl> bsrConfigColl,
-               Ent::Ptr<const RpCandidateStatusColl> crpStatusColl,
-               Ent::Ptr<const RpCandidateStatusColl> staticRpStatusColl,
-               Ent::Ptr<const Multicast::Fib::VrfConfig> mfibVrfConfig)
-    : Ent::Entity(std::string(Lanet::toString(af))),
-      af_(af),
-      pimMibRoot_(std::move(pimMibRoot)),
-      mibRegistrationHelper_(std::move(mibRegistrationHelper)),
-      entityManager_(std::move(entityManager)),
-      ifMib_(std::move(ifMib)),
-      snmpStatus_(std::move(snmpStatus)),
-      allIntfStatusDir_(std::move(allIntfStatusDir)),
-      pimGlobalStatus_(std::move(pimGlobalStatus)),
-      pimConfigColl_(std::move(pimConfigColl)),
-      bsrStatusColl_(std::move(bsrStatusColl)),
-      bsrConfigColl_(std::move(bsrConfigColl)),
-      crpStatusColl_(std::move(crpStatusColl)),
-      staticRpStatusColl_(std::move(staticRpStatusColl)),
-      mfibVrfConfig_(std::move(mfibVrfConfig)) {}
+AfRoot::AfRoot(Lanet::AddressFamily af, Inputs inputs)
+    : Ent::Entity(std::string(Lanet::toString(af))), af_(af), inputs_(std::move(inputs)) {}
 
 AfRoot::~AfRoot() {
   doTeardown();
-}
-
-bool AfRoot::inputsAre(
-    Ent::Ptr<Ent::Dir> pimMibRoot, Ent::Ptr<Snmp::RegistrationHelper> mibRegistrationHelper,
-    Ent::Ptr<Stadb::EntityManager> entityManager, Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-    Ent::Ptr<const ::Snmp::Status> snmpStatus,
-    Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-    Ent::Ptr<const GlobalStatus> pimGlobalStatus, Ent::Ptr<const ConfigColl> pimConfigColl,
-    Ent::Ptr<const Bsr::StatusColl> bsrStatusColl, Ent::Ptr<const Bsr::ConfigColl> bsrConfigColl,
-    Ent::Ptr<const RpCandidateStatusColl> crpStatusColl,
-    Ent::Ptr<const RpCandidateStatusColl> staticRpStatusColl,
-    Ent::Ptr<const Multicast::Fib::VrfConfig> mfibVrfConfig) const {
-  return pimMibRoot_ == pimMibRoot && mibRegistrationHelper_ == mibRegistrationHelper &&
-         entityManager_ == entityManager && ifMib_ == ifMib && snmpStatus_ == snmpStatus &&
-         allIntfStatusDir_ == allIntfStatusDir && pimGlobalStatus_ == pimGlobalStatus &&
-         pimConfigColl_ == pimConfigColl && bsrStatusColl_ == bsrStatusColl &&
-         bsrConfigColl_ == bsrConfigColl && crpStatusColl_ == crpStatusColl &&
-         staticRpStatusColl_ == staticRpStatusColl && mfibVrfConfig_ == mfibVrfConfig;
 }
 
 Ent::Ptr<AllStatusColl> AfRoot::pimAllStatusCollIs() {
@@ -94,7 +51,7 @@ Ent::Ptr<AfRoot::GlobalStatusReaderSm> AfRoot::pimGlobalStatusReaderSmIs(
   }
   TRACE8("af {}, globalStatus reader", af_);
   pimGlobalStatusReaderSm_.reset();
-  auto sm = Ent::make<GlobalStatusReaderSm>(af_, pimGlobalStatus_, pimAllStatusColl_, false,
+  auto sm = Ent::make<GlobalStatusReaderSm>(af_, inputs_.pimGlobalStatus, pimAllStatusColl_, false,
                                             std::move(clock), std::move(mount));
   sm->hasNotificationActiveIs(true);
   pimGlobalStatusReaderSm_ = sm;
@@ -127,12 +84,10 @@ void AfRoot::pimGlobalStatusModeFilterSmDel() {
 Ent::Ptr<RootSm> AfRoot::rootSmIs() {
   if (!rootSm_) {
     // The tracker reads the filtered, family-local status collection.
-    rootSm_ = RootSmIs(af_, allIntfStatusDir_, pimMibRoot_, mibRegistrationHelper_, ifMib_,
-                       bsrStatusColl_, crpStatusColl_, staticRpStatusColl_, bsrConfigColl_,
-                       pimStatusColl_, pimConfigColl_, mfibVrfConfig_, snmpStatus_, entityManager_);
+    rootSm_ = RootSmIs(af_, inputs_, pimStatusColl_);
     notify(attrRootSm);
     // The agent may be up already: then nothing will announce it again.
-    if (snmpStatus_ && snmpStatus_->initialized()) rootSm_->handleInitialized(true);
+    if (inputs_.snmpStatus && inputs_.snmpStatus->initialized()) rootSm_->handleInitialized(true);
   }
   return rootSm_;
 }

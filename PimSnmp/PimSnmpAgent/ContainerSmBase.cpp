@@ -29,20 +29,15 @@ void eraseRange(const Table& table, const typename Table::key_type& first, InRan
 
 }  // namespace
 
-ContainerSmBase::ContainerSmBase(const L3::VrfName& vrfName, Lanet::AddressFamily af,
-                                 Ent::Ptr<Snmp::PimMib> pimMib,
-                                 Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                                 Ent::Ptr<const Pim::Status> pimStatus,
-                                 Ent::Ptr<const FibStatus> mfibShtabStatus,
-                                 Ent::Ptr<const RouteShtabStatus> routeShtabStatus)
-    : Ent::Entity(vrfName.str()),
-      vrfName_(vrfName),
-      af_(af),
-      pimMib_(std::move(pimMib)),
-      ifMib_(std::move(ifMib)),
-      pimStatus_(std::move(pimStatus)),
-      mfibShtabStatus_(std::move(mfibShtabStatus)),
-      routeShtabStatus_(std::move(routeShtabStatus)) {
+ContainerSmBase::ContainerSmBase(const VrfInputs& inputs)
+    : Ent::Entity(inputs.vrfName.str()),
+      vrfName_(inputs.vrfName),
+      af_(inputs.af),
+      pimMib_(inputs.pimMib),
+      ifMib_(inputs.ifMib),
+      pimStatus_(inputs.pimStatus),
+      mfibShtabStatus_(inputs.mfibShtabStatus),
+      routeShtabStatus_(inputs.routeShtabStatus) {
   if (!pimMib_) throw Ent::NullArgument("ContainerSmBase: null pimMib");
   handleBaseInitialized();
 }

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "PimSnmp/PimSnmp/PimMib.h"
+#include "PimSnmp/PimSnmpAgent/Inputs.h"
 #include "PimSnmp/PimSnmpAgent/MrouteSm.h"
 #include "platform/Clock/Clock.h"
 #include "platform/Ent/Entity.h"
@@ -38,10 +39,8 @@ class ContainerSmBase : public Ent::Entity {
   // handler.
   static constexpr int kRouteTableType = 2;
 
-  ContainerSmBase(const L3::VrfName& vrfName, Lanet::AddressFamily af,
-                  Ent::Ptr<Snmp::PimMib> pimMib, Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                  Ent::Ptr<const Pim::Status> pimStatus, Ent::Ptr<const FibStatus> mfibShtabStatus,
-                  Ent::Ptr<const RouteShtabStatus> routeShtabStatus);
+  // Reads the first seven of `inputs`.
+  explicit ContainerSmBase(const VrfInputs& inputs);
   ~ContainerSmBase() override;
   std::string_view typeName() const override { return "Routing::Pim::SnmpAgent::ContainerSmBase"; }
 

@@ -8,20 +8,13 @@ DEFAULT_TRACE_HANDLE("PimSnmpAgent")
 
 namespace Routing::Pim::SnmpAgent {
 
-ContainerSmV4::ContainerSmV4(
-    const L3::VrfName& vrfName, Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
-    Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Pim::Status> pimStatus,
-    Ent::Ptr<const FibStatus> mfibShtabStatus, Ent::Ptr<const RouteShtabStatus> routeShtabStatus,
-    Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-    Ent::Ptr<const Bsr::Status> bsrStatus, Ent::Ptr<const RpCandidateStatus> crpStatus,
-    Ent::Ptr<const RpCandidateStatus> staticRpStatus, Ent::Ptr<const Bsr::Config> bsrConfig)
-    : ContainerSmBase(vrfName, af, std::move(pimMib), std::move(ifMib), std::move(pimStatus),
-                      std::move(mfibShtabStatus), std::move(routeShtabStatus)),
-      allIntfStatusDir_(std::move(allIntfStatusDir)),
-      bsrStatus_(std::move(bsrStatus)),
-      crpStatus_(std::move(crpStatus)),
-      staticRpStatus_(std::move(staticRpStatus)),
-      bsrConfig_(std::move(bsrConfig)) {
+ContainerSmV4::ContainerSmV4(const VrfInputs& inputs)
+    : ContainerSmBase(inputs),
+      allIntfStatusDir_(inputs.allIntfStatusDir),
+      bsrStatus_(inputs.bsrStatus),
+      crpStatus_(inputs.crpStatus),
+      staticRpStatus_(inputs.staticRpStatus),
+      bsrConfig_(inputs.bsrConfig) {
   handleV4Initialized();
 }
 

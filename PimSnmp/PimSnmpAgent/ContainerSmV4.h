@@ -23,14 +23,7 @@ class ContainerSmV4 : public ContainerSmBase {
     attrV4Initialized = 19,
   };
 
-  ContainerSmV4(const L3::VrfName& vrfName, Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
-                Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Pim::Status> pimStatus,
-                Ent::Ptr<const FibStatus> mfibShtabStatus,
-                Ent::Ptr<const RouteShtabStatus> routeShtabStatus,
-                Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-                Ent::Ptr<const Bsr::Status> bsrStatus, Ent::Ptr<const RpCandidateStatus> crpStatus,
-                Ent::Ptr<const RpCandidateStatus> staticRpStatus,
-                Ent::Ptr<const Bsr::Config> bsrConfig);
+  explicit ContainerSmV4(const VrfInputs& inputs);
   ~ContainerSmV4() override;
   std::string_view typeName() const override { return "Routing::Pim::SnmpAgent::ContainerSmV4"; }
 

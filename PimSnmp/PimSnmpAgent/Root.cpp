@@ -37,34 +37,15 @@ void Root::mibRegistrationHelperDel() {
   notify(attrMibRegistrationHelper);
 }
 
-Ent::Ptr<AfRoot> Root::afRootIs(Lanet::AddressFamily af, Ent::Ptr<Ent::Dir> pimMibRoot,
-                                Ent::Ptr<Snmp::RegistrationHelper> mibRegistrationHelper,
-                                Ent::Ptr<Stadb::EntityManager> entityManager,
-                                Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                                Ent::Ptr<const ::Snmp::Status> snmpStatus,
-                                Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-                                Ent::Ptr<const GlobalStatus> pimGlobalStatus,
-                                Ent::Ptr<const ConfigColl> pimConfigColl,
-                                Ent::Ptr<const Bsr::StatusColl> bsrStatusColl,
-                                Ent::Ptr<const Bsr::ConfigColl> bsrConfigColl,
-                                Ent::Ptr<const RpCandidateStatusColl> crpStatusColl,
-                                Ent::Ptr<const RpCandidateStatusColl> staticRpStatusColl,
-                                Ent::Ptr<const Multicast::Fib::VrfConfig> mfibVrfConfig) {
+Ent::Ptr<AfRoot> Root::afRootIs(Lanet::AddressFamily af, const Inputs& inputs) {
   TRACE8("af {}", af);
   if (Ent::Ptr<AfRoot> existing = afRoot_.find(af)) {
-    if (!existing->inputsAre(pimMibRoot, mibRegistrationHelper, entityManager, ifMib, snmpStatus,
-                             allIntfStatusDir, pimGlobalStatus, pimConfigColl, bsrStatusColl,
-                             bsrConfigColl, crpStatusColl, staticRpStatusColl, mfibVrfConfig)) {
+    if (existing->inputs() != inputs) {
       throw Ent::Error(fmt::format("Root::afRootIs: afRoot {} exists with other inputs", af));
     }
     return existing;
   }
-  auto afRoot = Ent::make<AfRoot>(af, std::move(pimMibRoot), std::move(mibRegistrationHelper),
-                                  std::move(entityManager), std::move(ifMib), std::move(snmpStatus),
-                                  std::move(allIntfStatusDir), std::move(pimGlobalStatus),
-                                  std::move(pimConfigColl), std::move(bsrStatusColl),
-                                  std::move(bsrConfigColl), std::move(crpStatusColl),
-                                  std::move(staticRpStatusColl), std::move(mfibVrfConfig));
+  auto afRoot = Ent::make<AfRoot>(af, inputs);
   afRoot->hasNotificationActiveIs(true);
   afRoot_.set(af, afRoot);
   return afRoot;

@@ -43,19 +43,7 @@ class Root : public Ent::Entity {
   Ent::Ptr<AfRoot> afRoot(Lanet::AddressFamily af) const { return afRoot_.find(af); }
   // The root of `af`, created with these inputs; an existing one with other inputs is refused
   // with Ent::Error.
-  Ent::Ptr<AfRoot> afRootIs(Lanet::AddressFamily af, Ent::Ptr<Ent::Dir> pimMibRoot,
-                            Ent::Ptr<Snmp::RegistrationHelper> mibRegistrationHelper,
-                            Ent::Ptr<Stadb::EntityManager> entityManager,
-                            Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                            Ent::Ptr<const ::Snmp::Status> snmpStatus,
-                            Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-                            Ent::Ptr<const GlobalStatus> pimGlobalStatus,
-                            Ent::Ptr<const ConfigColl> pimConfigColl,
-                            Ent::Ptr<const Bsr::StatusColl> bsrStatusColl,
-                            Ent::Ptr<const Bsr::ConfigColl> bsrConfigColl,
-                            Ent::Ptr<const RpCandidateStatusColl> crpStatusColl,
-                            Ent::Ptr<const RpCandidateStatusColl> staticRpStatusColl,
-                            Ent::Ptr<const Multicast::Fib::VrfConfig> mfibVrfConfig);
+  Ent::Ptr<AfRoot> afRootIs(Lanet::AddressFamily af, const Inputs& inputs);
   // Removes the family's root and tears it down.
   void afRootDel(Lanet::AddressFamily af);
   void afRootDelAll();

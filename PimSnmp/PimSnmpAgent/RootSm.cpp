@@ -13,7 +13,20 @@ DEFAULT_TRACE_HANDLE("PimSnmpAgent")
 namespace Routing::Pim::SnmpAgent {
 
 namespace {
+
 constexpr std::string_view kFibRole = "sparsemode";
+
+// The VRF's container in `coll`, made from `inputs` when there is none.
+template <class Container, class Coll>
+Ent::Ptr<Container> containerIs(Coll& coll, const VrfInputs& inputs) {
+  auto [c, inserted] = coll.findOrInsert(inputs.vrfName, [&] {
+    auto container = Ent::make<Container>(inputs);
+    container->hasNotificationActiveIs(true);
+    return container;
+  });
+  return c;
+}
+
 }  // namespace
 
 void RootSm::RxSnmpAgentStatus::onChange(const Ent::Change& change) {
@@ -34,33 +47,23 @@ void RootSm::RxMfibVrfConfig::onChange(const Ent::Change& change) {
   owner_->handleVrf(*vrf);
 }
 
-RootSm::RootSm(Lanet::AddressFamily af,
-               Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-               Ent::Ptr<Ent::Dir> pimMibRoot,
-               Ent::Ptr<Snmp::RegistrationHelper> mibRegistrationHelper,
-               Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Bsr::StatusColl> bsrStatusColl,
-               Ent::Ptr<const RpCandidateStatusColl> crpStatusColl,
-               Ent::Ptr<const RpCandidateStatusColl> staticRpStatusColl,
-               Ent::Ptr<const Bsr::ConfigColl> bsrConfigColl,
-               Ent::Ptr<const StatusColl> pimStatusColl, Ent::Ptr<const ConfigColl> pimConfigColl,
-               Ent::Ptr<const Multicast::Fib::VrfConfig> mfibVrfConfig,
-               Ent::Ptr<const ::Snmp::Status> snmpAgentStatus,
-               Ent::Ptr<Stadb::EntityManager> entityManager)
+RootSm::RootSm(Lanet::AddressFamily af, const Inputs& inputs,
+               Ent::Ptr<const StatusColl> pimStatusColl)
     : Ent::Entity(std::string(Lanet::toString(af))),
       af_(af),
-      allIntfStatusDir_(std::move(allIntfStatusDir)),
-      pimMibRoot_(std::move(pimMibRoot)),
-      mibRegistrationHelper_(std::move(mibRegistrationHelper)),
-      ifMib_(std::move(ifMib)),
-      rxBsrStatusColl_(this, std::move(bsrStatusColl)),
-      rxCrpStatusColl_(this, std::move(crpStatusColl)),
-      rxStaticRpStatusColl_(this, std::move(staticRpStatusColl)),
-      rxBsrConfigColl_(this, std::move(bsrConfigColl)),
+      allIntfStatusDir_(inputs.allIntfStatusDir),
+      pimMibRoot_(inputs.pimMibRoot),
+      mibRegistrationHelper_(inputs.mibRegistrationHelper),
+      ifMib_(inputs.ifMib),
+      rxBsrStatusColl_(this, inputs.bsrStatusColl),
+      rxCrpStatusColl_(this, inputs.crpStatusColl),
+      rxStaticRpStatusColl_(this, inputs.staticRpStatusColl),
+      rxBsrConfigColl_(this, inputs.bsrConfigColl),
       rxPimStatusColl_(this, std::move(pimStatusColl)),
-      rxPimConfigColl_(this, std::move(pimConfigColl)),
-      rxMfibVrfConfig_(this, std::move(mfibVrfConfig)),
-      rxSnmpAgentStatus_(this, std::move(snmpAgentStatus)),
-      entityManager_(std::move(entityManager)),
+      rxPimConfigColl_(this, inputs.pimConfigColl),
+      rxMfibVrfConfig_(this, inputs.mfibVrfConfig),
+      rxSnmpAgentStatus_(this, inputs.snmpStatus),
+      entityManager_(inputs.entityManager),
       containerSm_(this, attrContainerSm),
       containerSmV4_(this, attrContainerSmV4),
       containerSmBase_(this, attrContainerSmBase) {
@@ -156,19 +159,22 @@ void RootSm::handleVrfCreation(const L3::VrfName& vrf) {
   }
   mounts_[vrf] = std::move(group);
 
-  Ent::Ptr<ContainerSmBase> container;
-  if (v4) {
-    TRACE8("instantiating ContainerSmV4");
-    container =
-        containerSmV4Is(vrf, af_, pimMib, ifMib_, pimStatusColl()->vrfStatus(vrf), mfibShtabStatus,
-                        routeShtabStatus, allIntfStatusDir_, bsrStatusColl()->vrfStatus(vrf),
-                        crpStatusColl()->vrfStatus(vrf), staticRpStatusColl()->vrfStatus(vrf),
-                        bsrConfigColl()->vrfConfig(vrf));
-  } else {
-    TRACE8("instantiating ContainerSmBase");
-    container = containerSmBaseIs(vrf, af_, pimMib, ifMib_, pimStatusColl()->vrfStatus(vrf),
-                                  mfibShtabStatus, routeShtabStatus);
-  }
+  // The VRF's records; the IPv6 container reads the first seven.
+  const VrfInputs records{vrf,
+                          af_,
+                          pimMib,
+                          ifMib_,
+                          pimStatusColl()->vrfStatus(vrf),
+                          mfibShtabStatus,
+                          routeShtabStatus,
+                          allIntfStatusDir_,
+                          bsrStatusColl()->vrfStatus(vrf),
+                          crpStatusColl()->vrfStatus(vrf),
+                          staticRpStatusColl()->vrfStatus(vrf),
+                          bsrConfigColl()->vrfConfig(vrf)};
+  TRACE8("instantiating {}", v4 ? "ContainerSmV4" : "ContainerSmBase");
+  Ent::Ptr<ContainerSmBase> container =
+      v4 ? Ent::Ptr<ContainerSmBase>(containerSmV4Is(records)) : containerSmBaseIs(records);
   containerSmIs(container);
 }
 
@@ -210,23 +216,8 @@ void RootSm::containerSmDelAll() {
   containerSm_.clear();
 }
 
-Ent::Ptr<ContainerSmV4> RootSm::containerSmV4Is(
-    const L3::VrfName& vrf, Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
-    Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Pim::Status> pimStatus,
-    Ent::Ptr<const FibStatus> mfibShtabStatus, Ent::Ptr<const RouteShtabStatus> routeShtabStatus,
-    Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-    Ent::Ptr<const Bsr::Status> bsrStatus, Ent::Ptr<const RpCandidateStatus> crpStatus,
-    Ent::Ptr<const RpCandidateStatus> staticRpStatus, Ent::Ptr<const Bsr::Config> bsrConfig) {
-  auto [c, inserted] = containerSmV4_.findOrInsert(vrf, [&] {
-    auto container = Ent::make<ContainerSmV4>(
-        vrf, af, std::move(pimMib), std::move(ifMib), std::move(pimStatus),
-        std::move(mfibShtabStatus), std::move(routeShtabStatus), std::move(allIntfStatusDir),
-        std::move(bsrStatus), std::move(crpStatus), std::move(staticRpStatus),
-        std::move(bsrConfig));
-    container->hasNotificationActiveIs(true);
-    return container;
-  });
-  return c;
+Ent::Ptr<ContainerSmV4> RootSm::containerSmV4Is(const VrfInputs& inputs) {
+  return containerIs<ContainerSmV4>(containerSmV4_, inputs);
 }
 
 void RootSm::containerSmV4Del(const L3::VrfName& vrf) {
@@ -237,18 +228,8 @@ void RootSm::containerSmV4DelAll() {
   while (!containerSmV4_.empty()) containerSmV4Del(L3::VrfName(containerSmV4_.begin()->first));
 }
 
-Ent::Ptr<ContainerSmBase> RootSm::containerSmBaseIs(
-    const L3::VrfName& vrf, Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
-    Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Pim::Status> pimStatus,
-    Ent::Ptr<const FibStatus> mfibShtabStatus, Ent::Ptr<const RouteShtabStatus> routeShtabStatus) {
-  auto [c, inserted] = containerSmBase_.findOrInsert(vrf, [&] {
-    auto container = Ent::make<ContainerSmBase>(vrf, af, std::move(pimMib), std::move(ifMib),
-                                                std::move(pimStatus), std::move(mfibShtabStatus),
-                                                std::move(routeShtabStatus));
-    container->hasNotificationActiveIs(true);
-    return container;
-  });
-  return c;
+Ent::Ptr<ContainerSmBase> RootSm::containerSmBaseIs(const VrfInputs& inputs) {
+  return containerIs<ContainerSmBase>(containerSmBase_, inputs);
 }
 
 void RootSm::containerSmBaseDel(const L3::VrfName& vrf) {
@@ -283,22 +264,9 @@ void RootSm::doTeardown() {
   rxSnmpAgentStatus_.notifierIs(nullptr);
 }
 
-Ent::Ptr<RootSm> RootSmIs(
-    Lanet::AddressFamily af, Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-    Ent::Ptr<Ent::Dir> pimMibRoot, Ent::Ptr<Snmp::RegistrationHelper> mibRegistrationHelper,
-    Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Bsr::StatusColl> bsrStatusColl,
-    Ent::Ptr<const RpCandidateStatusColl> crpStatusColl,
-    Ent::Ptr<const RpCandidateStatusColl> staticRpStatusColl,
-    Ent::Ptr<const Bsr::ConfigColl> bsrConfigColl, Ent::Ptr<const StatusColl> pimStatusColl,
-    Ent::Ptr<const ConfigColl> pimConfigColl,
-    Ent::Ptr<const Multicast::Fib::VrfConfig> mfibVrfConfig,
-    Ent::Ptr<const ::Snmp::Status> snmpAgentStatus, Ent::Ptr<Stadb::EntityManager> entityManager) {
-  auto sm = Ent::make<RootSm>(
-      af, std::move(allIntfStatusDir), std::move(pimMibRoot), std::move(mibRegistrationHelper),
-      std::move(ifMib), std::move(bsrStatusColl), std::move(crpStatusColl),
-      std::move(staticRpStatusColl), std::move(bsrConfigColl), std::move(pimStatusColl),
-      std::move(pimConfigColl), std::move(mfibVrfConfig), std::move(snmpAgentStatus),
-      std::move(entityManager));
+Ent::Ptr<RootSm> RootSmIs(Lanet::AddressFamily af, const Inputs& inputs,
+                          Ent::Ptr<const StatusColl> pimStatusColl) {
+  auto sm = Ent::make<RootSm>(af, inputs, std::move(pimStatusColl));
   sm->hasNotificationActiveIs(true);
   return sm;
 }

@@ -6,6 +6,7 @@
 
 #include "PimSnmp/PimSnmpAgent/ContainerSmBase.h"
 #include "PimSnmp/PimSnmpAgent/ContainerSmV4.h"
+#include "PimSnmp/PimSnmpAgent/Inputs.h"
 #include "PimSnmp/RegistrationHelper/RegistrationHelper.h"
 #include "platform/Ent/Coll.h"
 #include "platform/Ent/Dir.h"
@@ -42,16 +43,9 @@ class RootSm : public Ent::Entity {
   using FibStatus = ::Shtab::Multicast::Fib::Status;
   using RouteShtabStatus = SparseMode::Shtab::Status;
 
-  RootSm(Lanet::AddressFamily af, Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-         Ent::Ptr<Ent::Dir> pimMibRoot, Ent::Ptr<Snmp::RegistrationHelper> mibRegistrationHelper,
-         Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Bsr::StatusColl> bsrStatusColl,
-         Ent::Ptr<const RpCandidateStatusColl> crpStatusColl,
-         Ent::Ptr<const RpCandidateStatusColl> staticRpStatusColl,
-         Ent::Ptr<const Bsr::ConfigColl> bsrConfigColl, Ent::Ptr<const StatusColl> pimStatusColl,
-         Ent::Ptr<const ConfigColl> pimConfigColl,
-         Ent::Ptr<const Multicast::Fib::VrfConfig> mfibVrfConfig,
-         Ent::Ptr<const ::Snmp::Status> snmpAgentStatus,
-         Ent::Ptr<Stadb::EntityManager> entityManager);
+  // `pimStatusColl` is the family's status collection of the served mode (AfRoot's), read
+  // instead of the inputs' global status.
+  RootSm(Lanet::AddressFamily af, const Inputs& inputs, Ent::Ptr<const StatusColl> pimStatusColl);
   ~RootSm() override;
   std::string_view typeName() const override { return "Routing::Pim::SnmpAgent::RootSm"; }
 
@@ -102,13 +96,7 @@ class RootSm : public Ent::Entity {
     return containerSmV4_.find(vrf);
   }
   bool containerSmV4Has(const L3::VrfName& vrf) const { return containerSmV4_.contains(vrf); }
-  Ent::Ptr<ContainerSmV4> containerSmV4Is(
-      const L3::VrfName& vrf, Lanet::AddressFamily af, Ent::Ptr<Snmp::PimMib> pimMib,
-      Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Pim::Status> pimStatus,
-      Ent::Ptr<const FibStatus> mfibShtabStatus, Ent::Ptr<const RouteShtabStatus> routeShtabStatus,
-      Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-      Ent::Ptr<const Bsr::Status> bsrStatus, Ent::Ptr<const RpCandidateStatus> crpStatus,
-      Ent::Ptr<const RpCandidateStatus> staticRpStatus, Ent::Ptr<const Bsr::Config> bsrConfig);
+  Ent::Ptr<ContainerSmV4> containerSmV4Is(const VrfInputs& inputs);
   void containerSmV4Del(const L3::VrfName& vrf);
   void containerSmV4DelAll();
 
@@ -118,12 +106,7 @@ class RootSm : public Ent::Entity {
     return containerSmBase_.find(vrf);
   }
   bool containerSmBaseHas(const L3::VrfName& vrf) const { return containerSmBase_.contains(vrf); }
-  Ent::Ptr<ContainerSmBase> containerSmBaseIs(const L3::VrfName& vrf, Lanet::AddressFamily af,
-                                              Ent::Ptr<Snmp::PimMib> pimMib,
-                                              Ent::Ptr<const IntfSnmp::IfMib> ifMib,
-                                              Ent::Ptr<const Pim::Status> pimStatus,
-                                              Ent::Ptr<const FibStatus> mfibShtabStatus,
-                                              Ent::Ptr<const RouteShtabStatus> routeShtabStatus);
+  Ent::Ptr<ContainerSmBase> containerSmBaseIs(const VrfInputs& inputs);
   void containerSmBaseDel(const L3::VrfName& vrf);
   void containerSmBaseDelAll();
 
@@ -203,15 +186,7 @@ class RootSm : public Ent::Entity {
 };
 
 // A new RootSm with notification on.
-Ent::Ptr<RootSm> RootSmIs(
-    Lanet::AddressFamily af, Ent::Ptr<const Interface::AllIntfStatusDir> allIntfStatusDir,
-    Ent::Ptr<Ent::Dir> pimMibRoot, Ent::Ptr<Snmp::RegistrationHelper> mibRegistrationHelper,
-    Ent::Ptr<const IntfSnmp::IfMib> ifMib, Ent::Ptr<const Bsr::StatusColl> bsrStatusColl,
-    Ent::Ptr<const RpCandidateStatusColl> crpStatusColl,
-    Ent::Ptr<const RpCandidateStatusColl> staticRpStatusColl,
-    Ent::Ptr<const Bsr::ConfigColl> bsrConfigColl, Ent::Ptr<const StatusColl> pimStatusColl,
-    Ent::Ptr<const ConfigColl> pimConfigColl,
-    Ent::Ptr<const Multicast::Fib::VrfConfig> mfibVrfConfig,
-    Ent::Ptr<const ::Snmp::Status> snmpAgentStatus, Ent::Ptr<Stadb::EntityManager> entityManager);
+Ent::Ptr<RootSm> RootSmIs(Lanet::AddressFamily af, const Inputs& inputs,
+                          Ent::Ptr<const StatusColl> pimStatusColl);
 
 }  // namespace Routing::Pim::SnmpAgent

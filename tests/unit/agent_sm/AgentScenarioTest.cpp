@@ -11,6 +11,7 @@
 #include "PimSnmp/PimSnmp/PimMib.h"
 #include "PimSnmp/PimSnmpAgent/Root.h"
 #include "platform/Clock/Clock.h"
+#include "platform/Ent/Error.h"
 #include "platform/Routing/Pim/SparseMode/Shtab/Status.h"
 #include "platform/Shtab/Multicast/Fib/Status.h"
 #include "platform/SnmpUtil/SnmpUtil.h"
@@ -72,18 +73,25 @@ class AgentScenarioTest : public ::testing::Test {
   ~AgentScenarioTest() override { tearDownAgent(); }
 
   FamilyInputs& inputs(AddressFamily af) { return af == AddressFamily::ipv4 ? v4_ : v6_; }
+  // What the host hands the family's root.
+  Routing::Pim::SnmpAgent::Inputs agentInputs(AddressFamily af) {
+    const FamilyInputs& f = inputs(af);
+    return {root_->pimMibRoot(), root_->mibRegistrationHelper(),
+            entityManager_,      ifMib_,
+            snmpStatus_,         intfStatus_,
+            f.globalStatus,      f.pimConfig,
+            f.bsrStatus,         f.bsrConfig,
+            f.crpStatus,         f.staticRpStatus,
+            f.mfibConfig};
+  }
 
   // The host's bring-up, in its documented order.
   void bringUp(bool initialized = true) {
     snmpStatus_->initializedIs(initialized);
     root_ = Routing::Pim::SnmpAgent::rootFactory("pimSnmp");
-    auto helper = root_->mibRegistrationHelperIs();
+    root_->mibRegistrationHelperIs();
     for (AddressFamily af : {AddressFamily::ipv4, AddressFamily::ipv6}) {
-      FamilyInputs& f = inputs(af);
-      auto afRoot =
-          root_->afRootIs(af, root_->pimMibRoot(), helper, entityManager_, ifMib_, snmpStatus_,
-                          intfStatus_, f.globalStatus, f.pimConfig, f.bsrStatus, f.bsrConfig,
-                          f.crpStatus, f.staticRpStatus, f.mfibConfig);
+      auto afRoot = root_->afRootIs(af, agentInputs(af));
       afRoot->pimAllStatusCollIs();
       afRoot->pimStatusCollIs();
       afRoot->pimGlobalStatusReaderSmIs(clock_, entityManager_);
@@ -214,6 +222,20 @@ TEST_F(AgentScenarioTest, RegistrationFollowsTheFamiliesOfAVrf) {
       << "a zero entry stays";
 }
 
+TEST_F(AgentScenarioTest, AFamilyRootIsKeptForItsOwnInputsOnly) {
+  bringUp();
+  const Ent::Ptr<AfRoot> v4 = root_->afRoot(AddressFamily::ipv4);
+  EXPECT_EQ(root_->afRootIs(AddressFamily::ipv4, agentInputs(AddressFamily::ipv4)), v4);
+  // Any one input differing is a conflict, the last one too.
+  auto other = agentInputs(AddressFamily::ipv4);
+  other.mfibVrfConfig = v6_.mfibConfig;
+  EXPECT_THROW(root_->afRootIs(AddressFamily::ipv4, other), Ent::Error);
+  other = agentInputs(AddressFamily::ipv4);
+  other.pimMibRoot = nullptr;
+  EXPECT_THROW(root_->afRootIs(AddressFamily::ipv4, other), Ent::Error);
+  EXPECT_EQ(root_->afRoot(AddressFamily::ipv4), v4);
+}
+
 TEST_F(AgentScenarioTest, DefaultVrfRegistersInTheEmptyContext) {
   bringUp();
   addVrf(AddressFamily::ipv4, "default");
@@ -303,12 +325,9 @@ TEST_F(AgentScenarioTest, AVrfThatCannotBeServedLeavesNoRegistrationBehind) {
   EXPECT_EQ(routeTable(AddressFamily::ipv4, "red"), nullptr) << "no mount is left";
 
   // A tracker of an unknown family serves nothing.
-  auto helper = root_->mibRegistrationHelper();
-  auto unknown = Routing::Pim::SnmpAgent::RootSmIs(
-      AddressFamily::unknown, intfStatus_, root_->pimMibRoot(), helper, ifMib_, v4_.bsrStatus,
-      v4_.crpStatus, v4_.staticRpStatus, v4_.bsrConfig,
-      root_->afRoot(AddressFamily::ipv4)->pimStatusColl(), v4_.pimConfig, v4_.mfibConfig,
-      snmpStatus_, entityManager_);
+  auto unknown =
+      Routing::Pim::SnmpAgent::RootSmIs(AddressFamily::unknown, agentInputs(AddressFamily::ipv4),
+                                        root_->afRoot(AddressFamily::ipv4)->pimStatusColl());
   addVrf(AddressFamily::ipv4, "blue");
   EXPECT_EQ(registrar_.take().size(), 3u) << "IPv4 serves blue; the unknown family adds nothing";
   unknown->handleVrfCreation(L3::VrfName("green"));
