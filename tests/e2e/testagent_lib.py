@@ -1,6 +1,6 @@
 """Harness of the test-agent end-to-end tests: pimsnmp-testagent (the three MIB modules in an
-embedded net-snmp master over fixture stores) and net-snmp's command-line tools and snmptrapd,
-on random loopback ports, in a private temporary directory.
+embedded net-snmp master over fixture stores) and net-snmp's command-line tools, on random
+loopback ports, in a private temporary directory.
 
 `with Env() as env:` stops everything it started when the block ends; every wait is bounded.
 The agent binary comes from PIMSNMP_TESTAGENT (set by ctest).
@@ -21,10 +21,8 @@ import time
 import traceback
 
 TESTAGENT = os.environ.get("PIMSNMP_TESTAGENT", "pimsnmp-testagent")
-SNMPTRAPD = shutil.which("snmptrapd") or "/usr/sbin/snmptrapd"
-from e2ecommon import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, PIM_NEIGHBOR_IFINDEX,  # noqa: F401
-                       PIM_NEIGHBOR_LOSS, SNMP_TRAP_OID, Failure, auth_args, check, check_eq,
-                       free_port, private_snmp_env, wait_for)
+from e2ecommon import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, Failure,  # noqa: F401
+                       auth_args, check, check_eq, free_port, private_snmp_env)
 
 PIM_RP_TABLE = "1.3.6.1.3.61.1.1.5"
 
@@ -176,21 +174,6 @@ class Env:
         # Stopped, so its log is closed: read it by name.
         raise Failure(f"the test agent did not start:\n{proc.stderr_text_closed()}")
 
-    def trapd(self, name="trapd"):
-        conf = self.write(f"{name}.conf", "disableAuthorization yes\n")
-        for _ in range(5):
-            port = free_port()
-            proc = self.spawn(name, [SNMPTRAPD, "-f", "-Lo", "-n", "-C", "-c", conf, "-On",
-                                     "-Ox", f"udp:127.0.0.1:{port}"])
-            trapd = Trapd(proc, port)
-            wait_for(lambda: "NET-SNMP version" in trapd.text() or not proc.alive(), 10,
-                     "snmptrapd to start")
-            if proc.alive():
-                return trapd
-            proc.stop()  # the port was taken meanwhile
-            self.procs.remove(proc)
-        raise Failure("snmptrapd did not start")
-
     # Clients --------------------------------------------------------------------------------
 
     def tool(self, tool, args, timeout=30):
@@ -328,41 +311,6 @@ class Agent:
         """SET of one varbind; returns (exit code, stdout + stderr)."""
         code, out, err = self._run("snmpset", [oid, type_, value], **kw)
         return code, out + err
-
-
-class Trapd:
-    def __init__(self, proc, port):
-        self.proc = proc
-        self.port = port
-
-    def text(self):
-        # snmptrapd -Lo logs to stdout; read what is there without blocking.
-        import select
-        while True:
-            ready, _, _ = select.select([self.proc.popen.stdout], [], [], 0)
-            if not ready:
-                break
-            chunk = os.read(self.proc.popen.stdout.fileno(), 65536).decode()
-            if not chunk:
-                break
-            self.proc._buffer += chunk
-        return self.proc._buffer
-
-    def notifications(self):
-        """Every received notification as its list of Vars (snmptrapd -Lo prints one
-        notification per line, varbinds separated by tabs)."""
-        out = []
-        for line in self.text().splitlines():
-            if SNMP_TRAP_OID not in line:
-                continue
-            vars_ = []
-            for part in line.split("\t"):
-                m = _LINE.match(part.strip())
-                if m:
-                    type_, value = parse_value(m.group(2))
-                    vars_.append(Var(m.group(1), type_, value))
-            out.append(vars_)
-        return out
 
 
 # --- expected rows --------------------------------------------------------------------------
