@@ -1,12 +1,12 @@
 #pragma once
 
-// A table descriptor's index parts, derived from its index type's field list (Index.h): each
-// field kind has its builders, one per index object it travels as (an InetAddress field is two:
-// its type and its octets). The table names the objects, in order (indexParts). A builder's
-// `Member` names the component inside the table's index type (a pointer to data member), or is
-// nullptr for a table whose whole index is the component (an int32_t ifIndex, an IpGenAddr).
-// `column` is the index object as the module file declares it (Mib::kImported when another
-// table defines it).
+// A table descriptor's index parts, derived from its index type's field list (Index.h): an
+// indexPart overload per kind of index object, and one index object per field (two for an
+// InetAddress field: its type and its octets). The table names the objects, in order
+// (indexParts). A builder's `Member` names the component inside the table's index type (a pointer
+// to data member), or is nullptr for a table whose whole index is the component (an int32_t
+// ifIndex, an IpGenAddr). `column` is the index object as the module file declares it
+// (Mib::kImported when another table defines it).
 
 #include <arpa/inet.h>
 
@@ -65,6 +65,20 @@ inline int ipAddressIndexValue(uint32_t hostOrder, uint8_t* buf, size_t capacity
   return sizeof(hostOrder);
 }
 
+// The two index objects an InetAddress field travels as.
+struct InetAddressTypePart {};
+struct InetAddressOctetsPart {};
+
+// The parts a field of kind `Kind` travels as.
+template <class Kind>
+struct PartsOf {
+  using type = std::tuple<Kind>;
+};
+template <>
+struct PartsOf<IndexKind::InetAddress> {
+  using type = std::tuple<InetAddressTypePart, InetAddressOctetsPart>;
+};
+
 inline std::string dotted(const uint8_t* b) {
   return fmt::format("{}.{}.{}.{}", b[0], b[1], b[2], b[3]);
 }
@@ -72,8 +86,9 @@ inline std::string dotted(const uint8_t* b) {
 }  // namespace detail
 
 // INTEGER index held as int32_t.
-template <class Index, auto Member = nullptr>
-IndexPart<Index> s32Index(const char* name, const char* traceName, Mib::IndexColumn column) {
+template <class Index, auto Member>
+IndexPart<Index> indexPart(IndexKind::Int32, const char* name, const char* traceName,
+                           Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_INTEGER,
@@ -89,8 +104,8 @@ IndexPart<Index> s32Index(const char* name, const char* traceName, Mib::IndexCol
 
 // INTEGER index held as uint32_t (pimRPSetComponent): 0..2^31-1 on the wire.
 template <class Index, auto Member>
-IndexPart<Index> nonNegativeIntegerIndex(const char* name, const char* traceName,
-                                         Mib::IndexColumn column) {
+IndexPart<Index> indexPart(IndexKind::NonNegativeInteger, const char* name, const char* traceName,
+                           Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_INTEGER,
@@ -113,7 +128,8 @@ IndexPart<Index> nonNegativeIntegerIndex(const char* name, const char* traceName
 
 // Unsigned32 index (prefix lengths).
 template <class Index, auto Member>
-IndexPart<Index> unsignedIndex(const char* name, const char* traceName, Mib::IndexColumn column) {
+IndexPart<Index> indexPart(IndexKind::Unsigned32, const char* name, const char* traceName,
+                           Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_UNSIGNED,
@@ -128,8 +144,9 @@ IndexPart<Index> unsignedIndex(const char* name, const char* traceName, Mib::Ind
 }
 
 // IpAddress index held as a Lanet::IpGenAddr (IPv4 rows only).
-template <class Index, auto Member = nullptr>
-IndexPart<Index> ipAddressIndex(const char* name, const char* traceName, Mib::IndexColumn column) {
+template <class Index, auto Member>
+IndexPart<Index> indexPart(IndexKind::IpAddress, const char* name, const char* traceName,
+                           Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_IPADDRESS,
@@ -147,7 +164,8 @@ IndexPart<Index> ipAddressIndex(const char* name, const char* traceName, Mib::In
 
 // IpAddress index held as a mask in network byte order (its octets are its bytes in memory).
 template <class Index, auto Member>
-IndexPart<Index> maskIndex(const char* name, const char* traceName, Mib::IndexColumn column) {
+IndexPart<Index> indexPart(IndexKind::Mask, const char* name, const char* traceName,
+                           Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_IPADDRESS,
@@ -170,7 +188,8 @@ IndexPart<Index> maskIndex(const char* name, const char* traceName, Mib::IndexCo
 
 // InetVersion index (ipMcastInterfaceIPVersion).
 template <class Index, auto Member>
-IndexPart<Index> ipVersionIndex(const char* name, const char* traceName, Mib::IndexColumn column) {
+IndexPart<Index> indexPart(IndexKind::InetVersion, const char* name, const char* traceName,
+                           Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_INTEGER,
@@ -188,8 +207,8 @@ IndexPart<Index> ipVersionIndex(const char* name, const char* traceName, Mib::In
 // The InetAddressType half of an InetAddress index pair; `Member` is the InetAddress. The
 // type is kept in the address until its octets arrive with the next component.
 template <class Index, auto Member>
-IndexPart<Index> inetAddressTypeIndex(const char* name, const char* traceName,
-                                      Mib::IndexColumn column) {
+IndexPart<Index> indexPart(detail::InetAddressTypePart, const char* name, const char* traceName,
+                           Mib::IndexColumn column) {
   return {
       name,
       traceName,
@@ -211,8 +230,8 @@ IndexPart<Index> inetAddressTypeIndex(const char* name, const char* traceName,
 // The InetAddress half: its octets, under the type read just before. The InetAddress
 // constructor throws for more octets than any address type has.
 template <class Index, auto Member>
-IndexPart<Index> inetAddressIndex(const char* name, const char* traceName,
-                                  Mib::IndexColumn column) {
+IndexPart<Index> indexPart(detail::InetAddressOctetsPart, const char* name, const char* traceName,
+                           Mib::IndexColumn column) {
   return {name,
           traceName,
           ASN_OCTET_STR,
@@ -245,33 +264,12 @@ namespace detail {
 template <class Index>
 using PartBuilder = IndexPart<Index> (*)(const char*, const char*, Mib::IndexColumn);
 
-template <class Index, auto M>
-constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::IpAddress) {
-  return {&ipAddressIndex<Index, M>};
-}
-template <class Index, auto M>
-constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::Mask) {
-  return {&maskIndex<Index, M>};
-}
-template <class Index, auto M>
-constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::Int32) {
-  return {&s32Index<Index, M>};
-}
-template <class Index, auto M>
-constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::Unsigned32) {
-  return {&unsignedIndex<Index, M>};
-}
-template <class Index, auto M>
-constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::NonNegativeInteger) {
-  return {&nonNegativeIntegerIndex<Index, M>};
-}
-template <class Index, auto M>
-constexpr std::array<PartBuilder<Index>, 1> partBuilders(IndexKind::InetVersion) {
-  return {&ipVersionIndex<Index, M>};
-}
-template <class Index, auto M>
-constexpr std::array<PartBuilder<Index>, 2> partBuilders(IndexKind::InetAddress) {
-  return {&inetAddressTypeIndex<Index, M>, &inetAddressIndex<Index, M>};
+// One builder per part of the field at `M`.
+template <class Index, auto M, class... Parts>
+constexpr std::array<PartBuilder<Index>, sizeof...(Parts)> partBuilders(std::tuple<Parts...>) {
+  return {[](const char* name, const char* traceName, Mib::IndexColumn column) {
+    return indexPart<Index, M>(Parts{}, name, traceName, std::move(column));
+  }...};
 }
 
 template <class T, size_t... N>
@@ -300,8 +298,8 @@ template <class Index, size_t N>
 std::vector<IndexPart<Index>> indexParts(const IndexObject (&objects)[N]) {
   constexpr auto builders = std::apply(
       [](auto... f) {
-        return detail::concat(
-            detail::partBuilders<Index, decltype(f)::member>(typename decltype(f)::Kind{})...);
+        return detail::concat(detail::partBuilders<Index, decltype(f)::member>(
+            typename detail::PartsOf<typename decltype(f)::Kind>::type{})...);
       },
       indexFieldsOf<Index>());
   static_assert(builders.size() == N, "one index object per index part of the type");

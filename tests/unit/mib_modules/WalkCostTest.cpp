@@ -92,7 +92,7 @@ struct ChangingTable : TableTraits<IpMRouteInterfaceEntry, int32_t> {
         2,
         2,
         {2},
-        {s32Index<Index>("changingIndex", "index=", Mib::kImported)},
+        indexParts<Index>({{"changingIndex", "index=", Mib::kImported}}),
         {PIMSNMP_COLUMN(2, "changingTtl", "", ::Snmp::S32ToAsnInteger, ASN_INTEGER, e.ttl(), {})},
         [](const PimMib& m) -> const Def::Coll& { return m.ipMRouteInterfaceTable(); },
         &trace};
