@@ -1,0 +1,102 @@
+// The state document's own memory and parse cost: the heap the daemon's copy of the document
+// holds for N IPv4 routes (the feed benchmark's routes: an upstream with its RPF neighbor, two
+// route interfaces, a FIB route with two OIFs and its counters), measured by counting the
+// allocations of Document::parse, which keeps exactly what the daemon keeps.
+//
+// Usage: feed_document_bench [routes]   (default 100000)
+
+#include <time.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "daemon/state/StateDocument.h"
+
+namespace {
+
+// Live heap bytes, as glibc's allocator takes them (8-byte header, 16-byte granules, 32-byte
+// minimum), as bench/mroute_bench.cpp counts the store.
+long long heapBytes = 0;
+
+long long chunkSize(size_t n) {
+  const size_t c = (n + 8 + 15) & ~size_t{15};
+  return static_cast<long long>(c < 32 ? 32 : c);
+}
+
+}  // namespace
+
+__attribute__((noinline)) void* operator new(size_t n) {
+  void* raw = std::malloc(n + 16);
+  if (!raw) throw std::bad_alloc();
+  *static_cast<size_t*>(raw) = n;
+  heapBytes += chunkSize(n);
+  return static_cast<char*>(raw) + 16;
+}
+__attribute__((noinline)) void operator delete(void* p) noexcept {
+  if (!p) return;
+  void* raw = static_cast<char*>(p) - 16;
+  heapBytes -= chunkSize(*static_cast<size_t*>(raw));
+  std::free(raw);
+}
+void operator delete(void* p, size_t) noexcept {
+  operator delete(p);
+}
+
+namespace {
+
+double cpuNow() {
+  timespec ts{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
+  return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
+}
+
+// bench/feed_bench.py's route_key().
+std::string routeKey(int n) {
+  const int s = n % 250;
+  const int g = n / 250;
+  return "10.1." + std::to_string(s / 250) + "." + std::to_string(s % 250 + 1) + ",239." +
+         std::to_string(g / 250 % 250 + 1) + "." + std::to_string(g % 250) + ".1";
+}
+
+std::string documentText(int routes) {
+  std::string text = R"({"interfaces": {"Ethernet1": {"ifIndex": 1}, "Ethernet2": {"ifIndex": 2},
+    "Ethernet3": {"ifIndex": 3}}, "vrfs": {"default": {"ipv4": {
+    "fib": {"oifIndexes": {"Ethernet1": 1, "Ethernet2": 2, "Ethernet3": 3}, "routes": {)";
+  for (int n = 0; n < routes; ++n) {
+    text += (n ? ",\"" : "\"") + routeKey(n) + R"(":{"oifs":["Ethernet2","Ethernet3"],"packets":)" +
+            std::to_string(n) + ",\"bytes\":" + std::to_string(n * 1000LL) + "}";
+  }
+  text += "}}, \"routes\": {";
+  for (int n = 0; n < routes; ++n) {
+    text += (n ? ",\"" : "\"") + routeKey(n) +
+            R"(":{"upstream":{"interface":"Ethernet1","rpfNeighbor":"10.0.1.2"},)"
+            R"("interfaces":{"Ethernet2":{},"Ethernet3":{}}})";
+  }
+  text += "}}}}}";
+  return text;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int routes = argc > 1 ? std::atoi(argv[1]) : 100000;
+  const std::string text = documentText(routes);
+  const long long before = heapBytes;
+  const double started = cpuNow();
+  auto parsed = PimSnmpd::Document::parse(text);
+  const double cpu = cpuNow() - started;
+  if (!parsed.ok()) {
+    std::fprintf(stderr, "refused: %s\n", parsed.errors.front().toString().c_str());
+    return 1;
+  }
+  const long long held = heapBytes - before;
+  std::printf(
+      "%d routes: the document holds %lld bytes = %.0f bytes per route "
+      "(text %zu bytes = %.0f per route); parsed and validated in %.3f s CPU "
+      "(%.0f routes/s)\n",
+      routes, held, static_cast<double>(held) / routes, text.size(),
+      static_cast<double>(text.size()) / routes, cpu, routes / cpu);
+  return 0;
+}
