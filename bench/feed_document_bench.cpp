@@ -9,40 +9,10 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
 
+#include "bench/CountingHeap.h"
 #include "daemon/state/StateDocument.h"
-
-namespace {
-
-// Live heap bytes, as glibc's allocator takes them (8-byte header, 16-byte granules, 32-byte
-// minimum), as bench/mroute_bench.cpp counts the store.
-long long heapBytes = 0;
-
-long long chunkSize(size_t n) {
-  const size_t c = (n + 8 + 15) & ~size_t{15};
-  return static_cast<long long>(c < 32 ? 32 : c);
-}
-
-}  // namespace
-
-__attribute__((noinline)) void* operator new(size_t n) {
-  void* raw = std::malloc(n + 16);
-  if (!raw) throw std::bad_alloc();
-  *static_cast<size_t*>(raw) = n;
-  heapBytes += chunkSize(n);
-  return static_cast<char*>(raw) + 16;
-}
-__attribute__((noinline)) void operator delete(void* p) noexcept {
-  if (!p) return;
-  void* raw = static_cast<char*>(p) - 16;
-  heapBytes -= chunkSize(*static_cast<size_t*>(raw));
-  std::free(raw);
-}
-void operator delete(void* p, size_t) noexcept {
-  operator delete(p);
-}
 
 namespace {
 
@@ -83,7 +53,7 @@ std::string documentText(int routes) {
 int main(int argc, char** argv) {
   const int routes = argc > 1 ? std::atoi(argv[1]) : 100000;
   const std::string text = documentText(routes);
-  const long long before = heapBytes;
+  const long long before = Bench::heapBytes();
   const double started = cpuNow();
   auto parsed = PimSnmpd::Document::parse(text);
   const double cpu = cpuNow() - started;
@@ -91,7 +61,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "refused: %s\n", parsed.errors.front().toString().c_str());
     return 1;
   }
-  const long long held = heapBytes - before;
+  const long long held = Bench::heapBytes() - before;
   std::printf(
       "%d routes: the document holds %lld bytes = %.0f bytes per route "
       "(text %zu bytes = %.0f per route); parsed and validated in %.3f s CPU "

@@ -12,49 +12,18 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "PimSnmp/PimSnmp/PimMib.h"
 #include "PimSnmp/PimSnmpAgent/MrouteSm.h"
+#include "bench/CountingHeap.h"
 #include "platform/Clock/Clock.h"
 #include "platform/IntfSnmp/IfMib.h"
 #include "platform/L3/VrfName.h"
 #include "platform/Routing/Pim/RouteKeyConversion.h"
 #include "platform/Routing/Pim/SparseMode/Status.h"
 #include "platform/Shtab/Multicast/Fib/Status.h"
-
-namespace {
-
-// Live heap bytes, as glibc's allocator takes them (8-byte header, 16-byte granules, 32-byte
-// minimum); modelled so the figure does not depend on the allocator build.
-long long heapBytes = 0;
-
-long long chunkSize(size_t n) {
-  const size_t c = (n + 8 + 15) & ~size_t{15};
-  return static_cast<long long>(c < 32 ? 32 : c);
-}
-
-}  // namespace
-
-// Kept out of line: inlined into a delete expression, GCC mistakes free() here for a mismatch.
-__attribute__((noinline)) void* operator new(size_t n) {
-  void* raw = std::malloc(n + 16);
-  if (!raw) throw std::bad_alloc();
-  *static_cast<size_t*>(raw) = n;
-  heapBytes += chunkSize(n);
-  return static_cast<char*>(raw) + 16;
-}
-__attribute__((noinline)) void operator delete(void* p) noexcept {
-  if (!p) return;
-  void* raw = static_cast<char*>(p) - 16;
-  heapBytes -= chunkSize(*static_cast<size_t*>(raw));
-  std::free(raw);
-}
-void operator delete(void* p, size_t) noexcept {
-  operator delete(p);
-}
 
 namespace {
 
@@ -154,7 +123,7 @@ constexpr const char* kStorePartNames[kStoreParts] = {"ipMcastRouteNextHopTable"
 // Heap the store returns when its route and interface tables are emptied, in all and per
 // table (next hops first, as the writer removes them).
 long long storeBytes(Snmp::PimMib& mib, long long (&parts)[kStoreParts]) {
-  const long long before = heapBytes;
+  const long long before = Bench::heapBytes();
   void (Snmp::PimMib::*const delAll[kStoreParts])() = {
       &Snmp::PimMib::ipMcastRouteNextHopTableDelAll,
       &Snmp::PimMib::ipMRouteNextHopTableDelAll,
@@ -163,13 +132,13 @@ long long storeBytes(Snmp::PimMib& mib, long long (&parts)[kStoreParts]) {
       &Snmp::PimMib::ipMRouteTableDelAll,
       &Snmp::PimMib::pimIpMrouteTableDelAll};
   for (int i = 0; i < kStoreParts; ++i) {
-    const long long heap = heapBytes;
+    const long long heap = Bench::heapBytes();
     (mib.*delAll[i])();
-    parts[i] = heap - heapBytes;
+    parts[i] = heap - Bench::heapBytes();
   }
   mib.ipMcastInterfaceTableDelAll();
   mib.ipMRouteInterfaceTableDelAll();
-  return before - heapBytes;
+  return before - Bench::heapBytes();
 }
 
 struct Run {
@@ -184,11 +153,11 @@ struct Run {
 bool eventRun(int routes, BenchClock& clock, Run& run) {
   {
     Inputs in;
-    const long long heap0 = heapBytes;
+    const long long heap0 = Bench::heapBytes();
     const double t0 = cpuNow();
     for (int i = 0; i < routes; ++i) in.publish(i);
     run.producer = cpuNow() - t0;
-    run.platformBytes = heapBytes - heap0;
+    run.platformBytes = Bench::heapBytes() - heap0;
   }
   Inputs in;
   auto sm = Routing::Pim::SnmpAgent::mrouteSmFactory(Lanet::AddressFamily::ipv4, in.mib, in.ifMib,
@@ -196,16 +165,16 @@ bool eventRun(int routes, BenchClock& clock, Run& run) {
   sm->handleInitialized();
   clock.runUntil(clock.nextDeadline());
   if (!sm->reviewCompleted()) return false;
-  const long long heap0 = heapBytes;
+  const long long heap0 = Bench::heapBytes();
   const double t0 = cpuNow();
   for (int i = 0; i < routes; ++i) run.events += in.publish(i);
   run.elapsed = cpuNow() - t0;
   if (!complete(*in.mib, static_cast<size_t>(routes))) return false;
-  run.totalBytes = heapBytes - heap0;
+  run.totalBytes = Bench::heapBytes() - heap0;
   // The machine first (its reactors and bookkeeping), then the store it filled.
-  const long long heap1 = heapBytes;
+  const long long heap1 = Bench::heapBytes();
   sm.reset();
-  run.machineBytes = heap1 - heapBytes;
+  run.machineBytes = heap1 - Bench::heapBytes();
   run.storeBytes = storeBytes(*in.mib, run.storeParts);
   return true;
 }
