@@ -1,7 +1,10 @@
 // JSON text to a Json tree, through RapidJSON's SAX reader.
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +19,74 @@ namespace PimSnmpd {
 
 namespace {
 
+// "invalid JSON: parse error at line 3, column 7: <why>", lines and columns counted from 1 in
+// bytes.
+std::string syntaxError(std::string_view text, size_t offset, std::string_view why) {
+  offset = std::min(offset, text.size());
+  size_t line = 1;
+  size_t lineStart = 0;
+  for (size_t i = 0; i < offset; ++i) {
+    if (text[i] == '\n') {
+      ++line;
+      lineStart = i + 1;
+    }
+  }
+  return fmt::format("invalid JSON: parse error at line {}, column {}: {}", line,
+                     offset - lineStart + 1, why);
+}
+
+// Numbers
+
+// Whether a number that a double cannot hold lies above one in magnitude (then it overflows;
+// below, it underflows to zero). Counts the first significant digit's decimal place.
+bool aboveOne(std::string_view token) {
+  const size_t e = token.find_first_of("eE");
+  const std::string_view mantissa = token.substr(0, e);
+  const size_t first = mantissa.find_first_of("123456789");
+  if (first == std::string_view::npos) return false;
+  const size_t point = std::min(mantissa.find('.'), mantissa.size());
+  int64_t place = first < point ? static_cast<int64_t>(point - first - 1)
+                                : -static_cast<int64_t>(first - point);
+  if (e != std::string_view::npos) {
+    std::string_view digits = token.substr(e + 1);
+    if (digits.front() == '+') digits.remove_prefix(1);
+    int64_t exponent = 0;
+    // Exponents past int64 only keep their sign.
+    if (std::from_chars(digits.data(), digits.data() + digits.size(), exponent).ec != std::errc{}) {
+      exponent = digits.front() == '-' ? INT64_MIN / 2 : INT64_MAX / 2;
+    }
+    place += exponent;
+  }
+  return place >= 0;
+}
+
+// The value of a number token the reader has checked: an integer that fits as uint64
+// (non-negative) or int64 (negative), nlohmann's own typing, else the nearest double; empty
+// above a double's range. from_chars rounds exactly; RapidJSON's own full-precision
+// conversion misreads a zero with an exponent.
+std::optional<Json> numberValue(std::string_view token) {
+  const char* first = token.data();
+  const char* last = first + token.size();
+  const bool negative = token.front() == '-';
+  if (token.find_first_of(".eE") == std::string_view::npos) {
+    if (negative) {
+      int64_t v;
+      if (std::from_chars(first, last, v).ec == std::errc{}) {
+        return Json(static_cast<Json::number_integer_t>(v));
+      }
+    } else {
+      uint64_t v;
+      if (std::from_chars(first, last, v).ec == std::errc{}) {
+        return Json(static_cast<Json::number_unsigned_t>(v));
+      }
+    }
+  }
+  double d;
+  if (std::from_chars(first, last, d).ec == std::errc{}) return Json(d);
+  if (aboveOne(token)) return std::nullopt;
+  return Json(negative ? -0.0 : 0.0);
+}
+
 // Parsing
 
 // Builds the document tree from RapidJSON's SAX reader, whose tokenizer is several times
@@ -23,7 +94,9 @@ namespace {
 // member names and excessive nesting, which a plain parse silently accepts.
 class DomBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DomBuilder> {
  public:
-  explicit DomBuilder(ValidationErrors& errors) : errors_(errors) {}
+  // `text` is what the reader reads from `buffer`, for the offsets of refusals.
+  DomBuilder(ValidationErrors& errors, std::string_view text, const char* buffer)
+      : errors_(errors), text_(text), buffer_(buffer) {}
 
   Json& root() { return root_; }
   // Whether the builder itself stopped the parse (its reason is in the errors).
@@ -31,12 +104,15 @@ class DomBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DomBui
 
   bool Null() { return value(Json()); }
   bool Bool(bool v) { return value(Json(v)); }
-  // Non-negative integers arrive as unsigned, negative ones as signed: nlohmann's own typing.
-  bool Int(int v) { return value(Json(static_cast<Json::number_integer_t>(v))); }
-  bool Uint(unsigned v) { return value(Json(static_cast<Json::number_unsigned_t>(v))); }
-  bool Int64(int64_t v) { return value(Json(static_cast<Json::number_integer_t>(v))); }
-  bool Uint64(uint64_t v) { return value(Json(static_cast<Json::number_unsigned_t>(v))); }
-  bool Double(double v) { return value(Json(v)); }
+  // Numbers arrive as their text (kParseNumbersAsStringsFlag), in place in the buffer.
+  bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+    if (std::optional<Json> v = numberValue({text, length})) return value(std::move(*v));
+    // The reader's own words for the overflows it catches itself (1e309).
+    errors_.push_back({"", syntaxError(text_, static_cast<size_t>(text - buffer_),
+                                       "Number too big to be stored in double.")});
+    refused_ = true;
+    return false;
+  }
   bool String(const char* text, rapidjson::SizeType length, bool) {
     return value(Json(std::string(text, length)));
   }
@@ -113,6 +189,8 @@ class DomBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DomBui
 
   bool refused_ = false;
   ValidationErrors& errors_;
+  std::string_view text_;
+  const char* buffer_;
   Json root_;
   std::vector<Frame> stack_;
 };
@@ -128,22 +206,6 @@ bool isAscii(std::string_view text) {
   }
   for (; i < text.size(); ++i) high |= static_cast<unsigned char>(text[i]);
   return (high & 0x8080808080808080ULL) == 0;
-}
-
-// "invalid JSON: parse error at line 3, column 7: <why>", lines and columns counted from 1 in
-// bytes.
-std::string syntaxError(std::string_view text, size_t offset, std::string_view why) {
-  offset = std::min(offset, text.size());
-  size_t line = 1;
-  size_t lineStart = 0;
-  for (size_t i = 0; i < offset; ++i) {
-    if (text[i] == '\n') {
-      ++line;
-      lineStart = i + 1;
-    }
-  }
-  return fmt::format("invalid JSON: parse error at line {}, column {}: {}", line,
-                     offset - lineStart + 1, why);
 }
 
 }  // namespace
@@ -163,12 +225,12 @@ JsonParseResult parseJson(std::string_view text) {
   buffer.reserve(text.size() + kPadding);
   buffer.append(text);
   buffer.append(kPadding, '\0');
-  DomBuilder builder(result.errors);
+  DomBuilder builder(result.errors, text, buffer.data());
   rapidjson::InsituStringStream in(buffer.data());
   rapidjson::Reader reader;
   // Strict RFC 8259 text: valid UTF-8, one value, no comments, no NaN. Checking UTF-8 costs
   // the reader as much again as scanning strings; ASCII text, the usual feed, needs no check.
-  constexpr unsigned kStrict = rapidjson::kParseInsituFlag | rapidjson::kParseFullPrecisionFlag;
+  constexpr unsigned kStrict = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
   const bool parsed =
       isAscii(text) ? reader.Parse<kStrict>(in, builder)
                     : reader.Parse<kStrict | rapidjson::kParseValidateEncodingFlag>(in, builder);
