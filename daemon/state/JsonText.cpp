@@ -60,6 +60,15 @@ bool aboveOne(std::string_view token) {
   return place >= 0;
 }
 
+// The integer a whole token spells, when it fits a T.
+template <typename T>
+std::optional<T> wholeInteger(const char* first, const char* last) {
+  T v;
+  const auto [end, ec] = std::from_chars(first, last, v);
+  if (end != last || ec != std::errc{}) return std::nullopt;
+  return v;
+}
+
 // The value of a number token the reader has checked: an integer that fits as uint64
 // (non-negative) or int64 (negative), nlohmann's own typing, else the nearest double; empty
 // above a double's range. from_chars rounds exactly; RapidJSON's own full-precision
@@ -68,18 +77,10 @@ std::optional<Json> numberValue(std::string_view token) {
   const char* first = token.data();
   const char* last = first + token.size();
   const bool negative = token.front() == '-';
-  if (token.find_first_of(".eE") == std::string_view::npos) {
-    if (negative) {
-      int64_t v;
-      if (std::from_chars(first, last, v).ec == std::errc{}) {
-        return Json(static_cast<Json::number_integer_t>(v));
-      }
-    } else {
-      uint64_t v;
-      if (std::from_chars(first, last, v).ec == std::errc{}) {
-        return Json(static_cast<Json::number_unsigned_t>(v));
-      }
-    }
+  if (negative) {
+    if (auto v = wholeInteger<int64_t>(first, last)) return Json(*v);
+  } else if (auto v = wholeInteger<uint64_t>(first, last)) {
+    return Json(*v);
   }
   double d;
   if (std::from_chars(first, last, d).ec == std::errc{}) return Json(d);
