@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <vector>
 
 #include "PimSnmp/PimSnmpAgent/NeighborLossNotifier.h"
@@ -45,43 +44,13 @@ class Quiet : public Routing::Pim::SnmpAgent::NeighborLossNotifier {
 };
 Quiet quiet;
 
-// One GETBULK in `context`; the response's varbinds, or none when nothing came back.
-std::vector<netsnmp_variable_list*> bulk(Host& h, const std::string& context,
-                                         const std::vector<oid>& from, netsnmp_pdu** keep) {
-  netsnmp_session s;
-  snmp_sess_init(&s);
-  s.version = SNMP_VERSION_2c;
-  const std::string peer = "udp:127.0.0.1:" + std::to_string(h.port);
-  const std::string name = community(context);
-  s.peername = const_cast<char*>(peer.c_str());
-  s.community = reinterpret_cast<u_char*>(const_cast<char*>(name.c_str()));
-  s.community_len = name.size();
-  s.retries = 0;
-  s.timeout = 1000000;
-  netsnmp_pdu* response = nullptr;
-  s.callback = [](int op, netsnmp_session*, int, netsnmp_pdu* p, void* magic) {
-    if (op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) {
-      *static_cast<netsnmp_pdu**>(magic) = snmp_clone_pdu(p);
-    }
-    return 1;
-  };
-  s.callback_magic = &response;
-  netsnmp_session* ss = snmp_open(&s);
+// One GETBULK of 50 in `context`; the answer (for snmp_free_pdu), or null.
+netsnmp_pdu* bulk(Host& h, const std::string& context, const std::vector<oid>& from) {
   netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_GETBULK);
   pdu->non_repeaters = 0;
   pdu->max_repetitions = 50;
   snmp_add_null_var(pdu, from.data(), from.size());
-  if (!ss || snmp_send(ss, pdu) == 0) snmp_free_pdu(pdu);
-  // The agent's loop serves both ends.
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
-  while (ss && !response && std::chrono::steady_clock::now() < deadline) h.host->runOnce(0.01);
-  if (ss) snmp_close(ss);
-  *keep = response;
-  std::vector<netsnmp_variable_list*> out;
-  for (auto* v = response ? response->variables : nullptr; v; v = v->next_variable) {
-    out.push_back(v);
-  }
-  return out;
+  return TestSupport::exchange(*h.host, h.port, community(context), pdu);
 }
 
 std::string oidText(const oid* name, size_t length) {
@@ -156,10 +125,9 @@ Rows Agent::rows() {
           std::vector<oid>{1, 3, 6, 1, 2, 1, 168}}) {
       std::vector<oid> at = root;
       for (bool more = true; more;) {
-        netsnmp_pdu* response = nullptr;
-        const auto vars = bulk(h, context, at, &response);
-        more = !vars.empty();
-        for (const netsnmp_variable_list* v : vars) {
+        netsnmp_pdu* response = bulk(h, context, at);
+        more = response && response->variables;
+        for (auto* v = response ? response->variables : nullptr; v; v = v->next_variable) {
           const bool inside = v->name_length >= root.size() &&
                               std::equal(root.begin(), root.end(), v->name) &&
                               v->type != SNMP_ENDOFMIBVIEW;
