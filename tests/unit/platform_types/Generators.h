@@ -1,17 +1,72 @@
 #pragma once
 
-// Random values for order-property tests, biased toward the edges where encodings break
-// (all-zero and all-ones octets, empty and maximal lengths, every family and type).
+// The value types' shared checks (text forms, total order) and random values for
+// order-property tests, biased toward the edges where encodings break (all-zero and all-ones
+// octets, empty and maximal lengths, every family and type).
+
+#include <gtest/gtest.h>
 
 #include <array>
 #include <cstdint>
 #include <random>
+#include <sstream>
+#include <string_view>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "platform/Lanet/IpGenAddr.h"
+#include "platform/Lanet/IpGenPrefix.h"
 #include "platform/Snmp/InetAddress.h"
+#include "platform/Snmp/Oid.h"
 
 namespace PlatformTypesTest {
+
+inline Lanet::IpGenAddr addr(std::string_view text) {
+  auto a = Lanet::IpGenAddr::parse(text);
+  EXPECT_TRUE(a.has_value()) << text;
+  return a.value_or(Lanet::IpGenAddr());
+}
+
+inline Lanet::IpGenPrefix prefix(std::string_view text) {
+  auto p = Lanet::IpGenPrefix::parse(text);
+  EXPECT_TRUE(p.has_value()) << text;
+  return p.value_or(Lanet::IpGenPrefix());
+}
+
+// toString, fmt and operator<< all give `text`.
+template <typename T>
+void expectText(const T& value, std::string_view text) {
+  EXPECT_EQ(value.toString(), text);
+  EXPECT_EQ(fmt::format("{}", value), text);
+  std::ostringstream os;
+  os << value;
+  EXPECT_EQ(os.str(), text);
+}
+
+// `sorted` is strictly ascending under `less`, and no two of its values are equal.
+template <typename T, typename Less = std::less<T>>
+void expectStrictOrder(const std::vector<T>& sorted, Less less = {}) {
+  for (size_t i = 0; i < sorted.size(); ++i) {
+    for (size_t j = 0; j < sorted.size(); ++j) {
+      EXPECT_EQ(less(sorted[i], sorted[j]), i < j) << sorted[i] << " vs " << sorted[j];
+      EXPECT_EQ(sorted[i] == sorted[j], i == j) << sorted[i] << " vs " << sorted[j];
+    }
+  }
+}
+
+// Over every pair of `values`, the index encoding `encode` orders (by compareOid) as the
+// values' own order does: a sorted map walk is a GETNEXT walk.
+template <typename T, typename Encode>
+void expectEncodingKeepsOrder(const std::vector<T>& values, Encode encode) {
+  for (const auto& a : values) {
+    for (const auto& b : values) {
+      const int c = Snmp::compareOid(encode(a), encode(b));
+      ASSERT_EQ(a < b, c < 0) << a << " vs " << b;
+      ASSERT_EQ(a == b, c == 0) << a << " vs " << b;
+    }
+  }
+}
 
 inline uint8_t edgyOctet(std::mt19937_64& rng) {
   switch (rng() % 4) {

@@ -66,25 +66,6 @@ TEST(NetSnmpCrossCheckTest, CompareOidAgreesWithSnmpOidCompare) {
   }
 }
 
-TEST(NetSnmpCrossCheckTest, InetAddressOrderMatchesNetSnmpOidOrder) {
-  std::mt19937_64 rng(22);
-  std::vector<Snmp::InetAddress> values;
-  for (int i = 0; i < 200; ++i) values.push_back(PlatformTypesTest::randomInetAddress(rng));
-  for (int i = 0; i < 100; ++i) {
-    values.push_back(Snmp::InetAddress::fromIpGenAddr(PlatformTypesTest::randomGenAddr(rng)));
-  }
-  for (const auto& a : values) {
-    for (const auto& b : values) {
-      Oid oa;
-      Oid ob;
-      Snmp::appendTypedInetAddress(oa, a);
-      Snmp::appendTypedInetAddress(ob, b);
-      const int expected = a < b ? -1 : (a == b ? 0 : 1);
-      ASSERT_EQ(netSnmpCompare(oa, ob), expected) << a << " vs " << b;
-    }
-  }
-}
-
 // net-snmp's build_oid agrees where its encoding is the wire form: non-negative INTEGER and
 // length-prefixed OCTET STRING.
 TEST(NetSnmpCrossCheckTest, EncodingsMatchBuildOid) {
