@@ -48,6 +48,8 @@ TEST_F(RequestsTest, WalksVisitEveryServedObjectInOidOrder) {
     EXPECT_EQ(walked.size(), static_cast<size_t>(objects));
   }
   EXPECT_EQ(nextName({1, 3, 6, 1, 3, 61}), kPimJoinPruneInterval);
+  // Past a module's last object: the next module (IP-MCAST-MIB sorts before PIM-MIB).
+  EXPECT_EQ(nextName(kIpMcastDeviceConfigStorageType), kPimJoinPruneInterval);
 }
 
 TEST_F(RequestsTest, BatchesOverSeveralRowsAnswerEachRequestFromItsOwnRow) {
