@@ -103,14 +103,11 @@ TEST_F(FeedServerTest, ForgetsAClientThatGoesAway) {
   EXPECT_EQ(server_->clientCount(), 0u);
 }
 
-TEST_F(FeedServerTest, CreatesTheSocketWithTheGivenMode) {
+TEST_F(FeedServerTest, TheSocketFileHasTheGivenModeUntilClosingRemovesItAndTheClients) {
   struct stat st {};
   ASSERT_EQ(lstat(path_.c_str(), &st), 0);
   EXPECT_TRUE(S_ISSOCK(st.st_mode));
   EXPECT_EQ(st.st_mode & 0777, 0600u);
-}
-
-TEST_F(FeedServerTest, ClosingRemovesTheSocketFileAndDropsClients) {
   LineClient c(path_);
   c.send("x\n");
   EXPECT_EQ(c.readLine(pump()), "1:x");

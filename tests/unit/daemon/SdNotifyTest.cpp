@@ -45,37 +45,29 @@ class FakeNotifySocket {
   bool bound_ = false;
 };
 
-void expectLifecycle(FakeNotifySocket& fake, SdNotify& notify) {
-  ASSERT_TRUE(notify.enabled());
-  EXPECT_TRUE(notify.ready("master agent, serving 2 context(s)"));
-  EXPECT_TRUE(notify.reloading("re-reading"));
-  EXPECT_TRUE(notify.ready("again"));
-  EXPECT_TRUE(notify.stopping("bye"));
-  EXPECT_EQ(fake.next(), "READY=1\nSTATUS=master agent, serving 2 context(s)");
-  const auto reloading = fake.next();
-  ASSERT_TRUE(reloading);
-  EXPECT_TRUE(reloading->starts_with("RELOADING=1\nMONOTONIC_USEC=")) << *reloading;
-  EXPECT_TRUE(reloading->ends_with("\nSTATUS=re-reading")) << *reloading;
-  EXPECT_EQ(fake.next(), "READY=1\nSTATUS=again");
-  EXPECT_EQ(fake.next(), "STOPPING=1\nSTATUS=bye");
-  EXPECT_EQ(fake.next(50), std::nullopt);
-}
-
-TEST(SdNotify, SendsEachStateAsOneDatagramInOrderToAPathSocket) {
+// Each state is one datagram, in order, to a path socket and to an abstract one.
+TEST(SdNotify, SendsEachStateAsOneDatagramInOrder) {
   DaemonTest::TempDir dir;
-  const std::string path = dir.file("notify");
-  FakeNotifySocket fake(path);
-  ASSERT_TRUE(fake.bound());
-  SdNotify notify(path.c_str());
-  expectLifecycle(fake, notify);
-}
-
-TEST(SdNotify, ReachesAnAbstractSocket) {
-  const std::string name = "@pimsnmpd-test-" + std::to_string(getpid());
-  FakeNotifySocket fake(name);
-  ASSERT_TRUE(fake.bound());
-  SdNotify notify(name.c_str());
-  expectLifecycle(fake, notify);
+  for (const std::string& name :
+       {dir.file("notify"), "@pimsnmpd-test-" + std::to_string(getpid())}) {
+    SCOPED_TRACE(name);
+    FakeNotifySocket fake(name);
+    ASSERT_TRUE(fake.bound());
+    SdNotify notify(name.c_str());
+    ASSERT_TRUE(notify.enabled());
+    EXPECT_TRUE(notify.ready("master agent, serving 2 context(s)"));
+    EXPECT_TRUE(notify.reloading("re-reading"));
+    EXPECT_TRUE(notify.ready("again"));
+    EXPECT_TRUE(notify.stopping("bye"));
+    EXPECT_EQ(fake.next(), "READY=1\nSTATUS=master agent, serving 2 context(s)");
+    const auto reloading = fake.next();
+    ASSERT_TRUE(reloading);
+    EXPECT_TRUE(reloading->starts_with("RELOADING=1\nMONOTONIC_USEC=")) << *reloading;
+    EXPECT_TRUE(reloading->ends_with("\nSTATUS=re-reading")) << *reloading;
+    EXPECT_EQ(fake.next(), "READY=1\nSTATUS=again");
+    EXPECT_EQ(fake.next(), "STOPPING=1\nSTATUS=bye");
+    EXPECT_EQ(fake.next(50), std::nullopt);
+  }
 }
 
 TEST(SdNotify, NothingWithoutAUsableSocketName) {
