@@ -12,6 +12,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "pimsnmp-frr/kernel/ProcFiles.h"
+
 namespace FrrTest {
 
 namespace fs = std::filesystem;
@@ -232,19 +234,13 @@ FakeKernel::FakeKernel(const std::string& set) {
     links[name] = {std::stoi(idx.substr(idx.find('=') + 1)), op.substr(op.find('=') + 1)};
   }
   std::map<int, int> ifOfVif;
-  std::istringstream vif(readCapture(set, "proc_ip_mr_vif.txt"));
-  std::string line;
-  std::getline(vif, line);
-  while (std::getline(vif, line)) {
-    std::istringstream w(line);
-    int n = 0;
-    std::string name;
-    if (!(w >> n >> name)) continue;
-    const int ifx = links.contains(name) ? links[name].first : 0;
-    vifTable.push_back({n, name, ifx});
-    ifOfVif[n] = ifx;
+  vifTable = PimSnmpFrr::Kernel::parseVifTable(readCapture(set, "proc_ip_mr_vif.txt"));
+  for (auto& v : vifTable) {
+    v.ifIndex = links.contains(v.name) ? links[v.name].first : 0;
+    ifOfVif[v.vif] = v.ifIndex;
   }
   std::istringstream cache(readCapture(set, "proc_ip_mr_cache.txt"));
+  std::string line;
   std::getline(cache, line);
   while (std::getline(cache, line)) {
     std::istringstream w(line);
