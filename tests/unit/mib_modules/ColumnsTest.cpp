@@ -1,6 +1,8 @@
 // Every served column and scalar read over SNMP: the row's attribute through its converter,
 // under the column's ASN type (rows from MibModulesTest::fillDefaultStore).
 
+#include <tuple>
+
 #include "PimSnmp/PimSnmp/Index.h"
 #include "tests/unit/mib_modules/Harness.h"
 
@@ -125,34 +127,35 @@ TEST_F(ColumnsTest, IpMcastMib) {
             {{3, ASN_UNSIGNED, 0}, {4, ASN_UNSIGNED, 0}, {5, kInt, 5}});
 }
 
-TEST_F(ColumnsTest, Scalars) {
-  Response r = ask(SNMP_MSG_GET,
-                   {kPimJoinPruneInterval, kIpMRouteEnable, kIpMRouteEntryCount, kIpMcastEnabled,
-                    kIpMcastRouteEntryCount, kIpMcastDeviceConfigStorageType});
-  ASSERT_EQ(r.vars.size(), 6u);
-  expectInteger(r.vars[0], kInt, 60);
-  expectInteger(r.vars[1], kInt, 1);
-  expectInteger(r.vars[2], ASN_GAUGE, 2);
-  expectInteger(r.vars[3], kInt, 1);
-  expectInteger(r.vars[4], ASN_GAUGE, 3);
-  expectInteger(r.vars[5], kInt, 5);
+// One GET in `context` of scalars, each an integer of the given type.
+void expectScalars(const std::vector<std::tuple<Oids, int, long long>>& want,
+                   const std::string& context = "") {
+  std::vector<Oids> names;
+  for (const auto& w : want) names.push_back(std::get<0>(w));
+  const Response r = ask(SNMP_MSG_GET, names, context);
+  ASSERT_EQ(r.vars.size(), want.size());
+  for (size_t i = 0; i < want.size(); ++i) {
+    expectInteger(r.vars[i], std::get<1>(want[i]), std::get<2>(want[i]));
+  }
+}
 
+TEST_F(ColumnsTest, Scalars) {
+  expectScalars({{kPimJoinPruneInterval, kInt, 60},
+                 {kIpMRouteEnable, kInt, 1},
+                 {kIpMRouteEntryCount, ASN_GAUGE, 2},
+                 {kIpMcastEnabled, kInt, 1},
+                 {kIpMcastRouteEntryCount, ASN_GAUGE, 3},
+                 {kIpMcastDeviceConfigStorageType, kInt, 5}});
   // 60 whatever the configured interval; the rest read live.
   default_.pimConfig->joinPruneIntervalIs(90);
   default_.mfibConfig->routingIs(false);
   default_.store->ipMRouteTableDelAll();
-  r = ask(SNMP_MSG_GET,
-          {kPimJoinPruneInterval, kIpMRouteEnable, kIpMRouteEntryCount, kIpMcastEnabled});
-  ASSERT_EQ(r.vars.size(), 4u);
-  expectInteger(r.vars[0], kInt, 60);
-  expectInteger(r.vars[1], kInt, 2);
-  expectInteger(r.vars[2], ASN_GAUGE, 0);
-  expectInteger(r.vars[3], kInt, 2);
-
-  r = ask(SNMP_MSG_GET, {kIpMcastRouteEntryCount, kIpMcastDeviceConfigStorageType}, "red");
-  ASSERT_EQ(r.vars.size(), 2u);
-  expectInteger(r.vars[0], ASN_GAUGE, 0);
-  expectInteger(r.vars[1], kInt, 5);
+  expectScalars({{kPimJoinPruneInterval, kInt, 60},
+                 {kIpMRouteEnable, kInt, 2},
+                 {kIpMRouteEntryCount, ASN_GAUGE, 0},
+                 {kIpMcastEnabled, kInt, 2}});
+  expectScalars(
+      {{kIpMcastRouteEntryCount, ASN_GAUGE, 0}, {kIpMcastDeviceConfigStorageType, kInt, 5}}, "red");
 }
 
 }  // namespace
