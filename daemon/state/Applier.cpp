@@ -842,14 +842,19 @@ static_assert(Sync::inputsDescribed());
 }  // namespace
 
 void apply(Document& current, Document next, PlatformState& state) {
+  // A whole document is diffed in full: both trees need every route.
+  Json& from = DocumentTimes::loosened(current);
+  Json& to = DocumentTimes::loosened(next);
   try {
-    Sync(state, Plat::now()).run(&current.json(), DocumentTimes::json(next), nullptr);
+    Sync(state, Plat::now()).run(&from, to, nullptr);
   } catch (...) {
     // The records are somewhere between the two documents: diff them back in full.
-    Sync(state, Plat::now()).run(&next.json(), DocumentTimes::json(current), nullptr);
+    Sync(state, Plat::now()).run(&to, from, nullptr);
+    current.settle();
     throw;
   }
   current = std::move(next);
+  current.settle();
 }
 
 ApplyResult applyText(Document& current, std::string_view text, PlatformState& state) {
@@ -878,13 +883,18 @@ ApplyResult applyPatchTaking(Document& current, Json& patch, PlatformState& stat
   Json before;
   MergeLandings landings;
   ValidationErrors errors = current.mergePatchTaking(patch, &before, &landings);
-  if (!errors.empty()) return {false, std::move(errors)};
+  if (!errors.empty()) {
+    current.settle();
+    return {false, std::move(errors)};
+  }
   try {
     Sync(state, Plat::now(), &landings).run(&before, DocumentTimes::json(current), &patch);
   } catch (...) {
     revert(current, patch, before, state);
+    current.settle();
     throw;
   }
+  current.settle();
   return {true, {}};
 }
 

@@ -1,5 +1,7 @@
 #include "daemon/state/StateDocument.h"
 
+#include <malloc.h>
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -232,6 +234,8 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
     if (before != nullptr) *before = Json::object();
     return {};
   }
+  settle();
+  loosen(patch);
   MergeLandings local;
   MergeLandings& landed = landings != nullptr ? *landings : local;
   Json undo = mergePatchInPlaceWithUndoTaking(json_, patch, &landed);
@@ -311,7 +315,7 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
     }
     if (bad) {
       // Rare: pay for a full pass to name every place that still uses what went away.
-      errors = validate(json_);
+      errors = validate(json());
       if (errors.empty()) errors.push_back({"", "an interface in use would be removed"});
     }
   }
@@ -327,6 +331,123 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
   }
   if (before != nullptr) *before = std::move(undo);
   return {};
+}
+
+namespace {
+
+// A family's two route objects in a tree, when it has them.
+Json* familyOf(Json& doc, const std::string& vrf, size_t family) {
+  return member(member(member(&doc, "vrfs"), vrf), Schema::kFamilies[family].name);
+}
+Json* routesOf(Json* family) {
+  return member(family, "routes");
+}
+Json* fibRoutesOf(Json* family) {
+  return member(member(family, "fib"), "routes");
+}
+
+// Packing a large document frees most of its tree: hand the pages back to the system.
+constexpr size_t kTrimAfter = 4096;
+
+}  // namespace
+
+Json Document::json() const {
+  Json out = json_;
+  for (const auto& [scope, store] : packed_) {
+    Json* family = familyOf(out, scope.first, scope.second);
+    store.copyTo(routesOf(family), fibRoutesOf(family));
+  }
+  return out;
+}
+
+void Document::settle() {
+  size_t packed = 0;
+  auto pack = [&](const std::string& vrf, size_t family) {
+    Json* f = familyOf(json_, vrf, family);
+    Json* routes = routesOf(f);
+    Json* fibRoutes = fibRoutesOf(f);
+    const size_t n = (routes != nullptr ? routes->size() : 0) +
+                     (fibRoutes != nullptr ? fibRoutes->size() : 0);
+    auto it = packed_.find(Scope(vrf, family));
+    if (n > 0) {
+      if (it == packed_.end()) it = packed_.emplace(Scope(vrf, family), RouteStore()).first;
+      it->second.take(routes, fibRoutes);
+      packed += n;
+    }
+    if (it != packed_.end() && (f == nullptr || it->second.empty())) packed_.erase(it);
+  };
+  if (allLoose_) {
+    if (const Json* vrfs = member(&json_, "vrfs")) {
+      for (const auto& [vrf, ignored] : vrfs->items()) {
+        for (size_t i = 0; i < std::size(Schema::kFamilies); ++i) pack(vrf, i);
+      }
+    }
+  } else {
+    for (const auto& [vrf, family] : loose_) pack(vrf, family);
+  }
+  allLoose_ = false;
+  loose_.clear();
+  if (packed >= kTrimAfter) malloc_trim(0);
+}
+
+void Document::loosenAll() {
+  for (auto& [scope, store] : packed_) {
+    Json* family = familyOf(json_, scope.first, scope.second);
+    store.giveAll(routesOf(family), fibRoutesOf(family));
+  }
+  packed_.clear();
+  allLoose_ = true;
+}
+
+void Document::loosenScope(const std::string& vrf, size_t family, const Json* familyPatch) {
+  loose_.emplace_back(vrf, family);
+  auto it = packed_.find(Scope(vrf, family));
+  if (it == packed_.end()) return;
+  RouteStore& store = it->second;
+  Json* f = familyOf(json_, vrf, family);
+  Json* routes = routesOf(f);
+  Json* fibRoutes = fibRoutesOf(f);
+  // A member the patch replaces as a whole (null, or not an object) may drop or change any
+  // route; so does an OIF index, which every FIB route's OIFs go by.
+  auto replaces = [](const Json* obj, std::string_view name) {
+    auto it = obj->find(name);
+    return it != obj->end() && !it->is_object();
+  };
+  const bool whole = familyPatch == nullptr || !familyPatch->is_object() ||
+                     replaces(familyPatch, "routes") || replaces(familyPatch, "fib") ||
+                     (familyPatch->contains("fib") &&
+                      (replaces(&(*familyPatch)["fib"], "routes") ||
+                       (*familyPatch)["fib"].contains("oifIndexes")));
+  const Json* routesPatch = whole ? nullptr : member(familyPatch, "routes");
+  const Json* fibRoutesPatch = whole ? nullptr : member(member(familyPatch, "fib"), "routes");
+  if (whole) {
+    store.giveAll(routes, fibRoutes);
+  } else {
+    for (const Json* p : {routesPatch, fibRoutesPatch}) {
+      if (p == nullptr) continue;
+      for (const auto& [key, ignored] : p->items()) store.give(key, routes, fibRoutes);
+    }
+  }
+  if (store.empty()) packed_.erase(it);
+}
+
+void Document::loosen(const Json& patch) {
+  if (allLoose_ || !patch.contains("vrfs")) return;
+  const Json& vrfs = patch["vrfs"];
+  if (!vrfs.is_object()) {
+    loosenAll();
+    return;
+  }
+  for (const auto& [vrf, vrfPatch] : vrfs.items()) {
+    for (size_t i = 0; i < std::size(Schema::kFamilies); ++i) {
+      const std::string_view name = Schema::kFamilies[i].name;
+      if (!vrfPatch.is_object()) {
+        loosenScope(vrf, i, nullptr);
+      } else if (auto it = vrfPatch.find(name); it != vrfPatch.end()) {
+        loosenScope(vrf, i, &*it);
+      }
+    }
+  }
 }
 
 }  // namespace PimSnmpd

@@ -16,6 +16,7 @@
 
 #include "daemon/state/Json.h"
 #include "daemon/state/MergePatch.h"
+#include "daemon/state/RouteStore.h"
 
 #include "platform/Lanet/AddressFamily.h"
 #include "platform/Routing/Pim/RouteKey.h"
@@ -85,8 +86,17 @@ class Document {
   static ParseResult parse(std::string_view text);
   static ParseResult fromJson(Json json);
 
-  const Json& json() const { return json_; }
-  std::string dump(int indent = 2) const { return json_.dump(indent); }
+  // The whole document as one JSON tree: a copy, built at a cost of O(size of the document).
+  Json json() const;
+  std::string dump(int indent = 2) const { return json().dump(indent); }
+  // The document's tree without its packed routes (see settle()): what a reader that does not
+  // look at routes (the VRFs and their families, say) reads without a copy.
+  const Json& outline() const { return json_; }
+
+  // Routes live packed (RouteStore) and move into the tree only while an update touches
+  // them. Packs every route that is in the tree; the applier calls this when an update is
+  // done, and mergePatch before it starts one.
+  void settle();
 
   // Applies an RFC 7396 merge patch when the patched document is valid, checking only what the
   // patch touches (plus the references to what it removes). Returns the errors and leaves the
@@ -120,8 +130,22 @@ class Document {
   friend struct DocumentTimes;
   Document(Json json, RefCounts refs) : json_(std::move(json)), refs_(std::move(refs)) {}
 
+  // A VRF's family: the VRF's name and the family's position in Schema::kFamilies.
+  using Scope = std::pair<std::string, size_t>;
+  // Moves into the tree every packed route that `patch` may touch (all of a family when the
+  // patch replaces its routes, its FIB or the FIB's OIF indexes), and notes the families it
+  // touches so that settle() packs what lands there.
+  void loosen(const Json& patch);
+  void loosenScope(const std::string& vrf, size_t family, const Json* familyPatch);
+  // Every packed route moves into the tree.
+  void loosenAll();
+
   Json json_;
   RefCounts refs_;
+  std::map<Scope, RouteStore> packed_;
+  std::vector<Scope> loose_;
+  // Every family may have routes in the tree (a document just parsed).
+  bool allLoose_ = true;
 };
 
 struct ParseResult {
@@ -134,6 +158,11 @@ struct ParseResult {
 // item is first applied (adding a time member never affects validity or the reference index).
 struct DocumentTimes {
   static Json& json(Document& d) { return d.json_; }
+  // The tree with every route in it, for a walk over the whole document.
+  static Json& loosened(Document& d) {
+    d.loosenAll();
+    return d.json_;
+  }
 };
 
 }  // namespace PimSnmpd

@@ -1,0 +1,141 @@
+// The packed form of routes: exact round trips, including the values only MessagePack can
+// keep, and a document whose routes are packed between updates reads as if they never were.
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "daemon/state/Applier.h"
+#include "daemon/state/Packed.h"
+#include "daemon/state/RouteStore.h"
+#include "daemon/state/StateDocument.h"
+
+namespace {
+
+namespace D = PimSnmpd::Description;
+using PimSnmpd::Json;
+
+// The round trip must keep the value's JSON text, types included (5 and 5.0 differ there).
+void expectRoundTrip(const D::Value& d, const std::string& text, size_t maxPacked) {
+  SCOPED_TRACE(text);
+  const Json v = Json::parse(text);
+  std::string packed;
+  PimSnmpd::Packed::pack(d, v, packed);
+  EXPECT_EQ(PimSnmpd::Packed::unpack(d, packed).dump(), v.dump());
+  EXPECT_LE(packed.size(), maxPacked);
+}
+
+TEST(PackedTest, RoutesComeBackExactlyAndSmall) {
+  // The typed form: no member names, one byte per enumeration and flag.
+  expectRoundTrip(D::kRouteValue, R"({})", 2);
+  expectRoundTrip(D::kRouteValue,
+                  R"({"created": 1700000000, "flags": ["rpt", "wildcard"],
+                      "upstream": {"interface": "Ethernet1", "rpfNeighbor": "10.0.1.2"},
+                      "interfaces": {"Ethernet2": {}, "Ethernet3": {"assertState": "winner",
+                        "assertMetric": 4294967295, "assertRptBit": true, "forward": false}}})",
+                  64);
+  expectRoundTrip(D::kRouteValue, R"({"created": 1700000000.25, "flags": ["spt"]})", 16);
+  expectRoundTrip(D::kFibRouteValue,
+                  R"({"oifs": ["Ethernet2", "Ethernet3"], "packets": 18446744073709551615,
+                      "bytes": 0})",
+                  40);
+  expectRoundTrip(D::kFibRouteValue, R"({"oifs": []})", 4);
+  // Valid, but not in the typed form's terms: an integral float, an unknown enumeration
+  // name (for the codec's sake; the validator refuses it), an unknown member.
+  expectRoundTrip(D::kFibRouteValue, R"({"packets": 5.0})", 64);
+  expectRoundTrip(D::kRouteValue, R"({"flags": ["nonsense"]})", 64);
+  expectRoundTrip(D::kRouteValue, R"({"extra": {"a": [1, null, "x"]}})", 64);
+}
+
+TEST(PackedTest, StoreTakesAndGivesBackByKeyWithBothParts) {
+  Json routes = Json::parse(R"({"*,239.1.1.1": {"flags": ["wildcard", "rpt"]},
+                                "10.0.0.1,239.1.1.1": {}})");
+  Json fibRoutes = Json::parse(R"({"10.0.0.1,239.1.1.1": {"packets": 3},
+                                   "10.0.0.9,239.1.1.1": {"oifs": ["E1"]}})");
+  const Json routesBefore = routes;
+  const Json fibBefore = fibRoutes;
+  PimSnmpd::RouteStore store;
+  store.take(&routes, &fibRoutes);
+  EXPECT_TRUE(routes.empty());
+  EXPECT_TRUE(fibRoutes.empty());
+  EXPECT_EQ(store.size(), 3u);
+
+  Json copyRoutes = Json::object();
+  Json copyFib = Json::object();
+  store.copyTo(&copyRoutes, &copyFib);
+  EXPECT_EQ(copyRoutes, routesBefore);
+  EXPECT_EQ(copyFib, fibBefore);
+
+  // One key moves back with both its parts; the others stay packed.
+  store.give("10.0.0.1,239.1.1.1", &routes, &fibRoutes);
+  store.give("10.9.9.9,239.1.1.1", &routes, &fibRoutes);
+  EXPECT_EQ(routes, Json::parse(R"({"10.0.0.1,239.1.1.1": {}})"));
+  EXPECT_EQ(fibRoutes, Json::parse(R"({"10.0.0.1,239.1.1.1": {"packets": 3}})"));
+  EXPECT_EQ(store.size(), 2u);
+
+  // Taking a key back that the store still has keeps the tree's (newer) value.
+  routes["*,239.1.1.1"] = Json::parse(R"({"flags": ["rpt"]})");
+  store.take(&routes, &fibRoutes);
+  copyRoutes = Json::object();
+  copyFib = Json::object();
+  store.giveAll(&copyRoutes, &copyFib);
+  EXPECT_EQ(copyRoutes["*,239.1.1.1"], Json::parse(R"({"flags": ["rpt"]})"));
+  EXPECT_EQ(copyFib.size(), 2u);
+  EXPECT_TRUE(store.empty());
+}
+
+TEST(PackedTest, PackedDocumentReadsAsTheWholeTree) {
+  const char* text = R"({"interfaces": {"E1": {"ifIndex": 1}, "E2": {"ifIndex": 2}},
+    "vrfs": {"red": {"ipv4": {"routes": {"*,239.1.1.1": {"created": 5,
+                                            "upstream": {"interface": "E1"},
+                                            "flags": ["wildcard", "rpt"]},
+                                          "10.0.0.1,239.1.1.1": {"created": 6}},
+                              "fib": {"oifIndexes": {"E1": 0, "E2": 1},
+                                      "routes": {"10.0.0.1,239.1.1.1": {"oifs": ["E2"],
+                                                                        "packets": 7}}}},
+                     "ipv6": {"routes": {"*,ff0e::1": {"created": 1.5}}}}}})";
+  PimSnmpd::ParseResult parsed = PimSnmpd::Document::parse(text);
+  ASSERT_TRUE(parsed.ok());
+  PimSnmpd::Document doc = std::move(*parsed.document);
+  const Json whole = doc.json();
+  doc.settle();
+  EXPECT_EQ(doc.json(), whole);
+  const Json& outline = doc.outline();
+  EXPECT_TRUE(outline["vrfs"]["red"]["ipv4"]["routes"].empty());
+  EXPECT_TRUE(outline["vrfs"]["red"]["ipv4"]["fib"]["routes"].empty());
+
+  // A patch sees packed routes as present: a member merges into the route, a null removes it,
+  // and removing an interface a packed route still names is refused.
+  Json expected = whole;
+  ASSERT_TRUE(doc.mergePatch(Json::parse(
+                                 R"({"vrfs": {"red": {"ipv4": {"routes": {
+                                       "*,239.1.1.1": {"flags": ["wildcard"]},
+                                       "10.0.0.1,239.1.1.1": null}}}}})"))
+                  .empty());
+  expected["vrfs"]["red"]["ipv4"]["routes"]["*,239.1.1.1"]["flags"] = Json::parse(R"(["wildcard"])");
+  expected["vrfs"]["red"]["ipv4"]["routes"].erase("10.0.0.1,239.1.1.1");
+  doc.settle();
+  EXPECT_EQ(doc.json(), expected);
+  EXPECT_FALSE(doc.mergePatch(Json::parse(R"({"interfaces": {"E1": null}})")).empty());
+  EXPECT_FALSE(
+      doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"fib": {"oifIndexes": {"E2": null}}}}}})"))
+          .empty());
+  doc.settle();
+  EXPECT_EQ(doc.json(), expected);
+
+  // So do the packed FIB routes with the FIB that holds them.
+  ASSERT_TRUE(doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"fib": null}}}})")).empty());
+  doc.settle();
+  ASSERT_TRUE(
+      doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"fib": {"routes": {}}}}}})")).empty());
+  doc.settle();
+  EXPECT_EQ(doc.json()["vrfs"]["red"]["ipv4"]["fib"], Json::parse(R"({"routes": {}})"));
+
+  // A whole VRF goes, with its packed routes, and comes back without them.
+  ASSERT_TRUE(doc.mergePatch(Json::parse(R"({"vrfs": {"red": null}})")).empty());
+  ASSERT_TRUE(doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"routes": {}}}}})")).empty());
+  doc.settle();
+  EXPECT_EQ(doc.json()["vrfs"]["red"], Json::parse(R"({"ipv4": {"routes": {}}})"));
+}
+
+}  // namespace
