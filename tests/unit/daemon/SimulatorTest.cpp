@@ -21,7 +21,7 @@ class SimulatorTest : public ::testing::Test {
                       << (r.errors.empty() ? "" : r.errors[0].toString());
     return patch;
   }
-  const Json& doc() const { return keeper_.document().json(); }
+  Json doc() const { return keeper_.document().json(); }
 
   SnmpUtil::ScopedEntityRoot root_{Ent::make<Ent::Dir>("root")};
   PlatformState platform_{SnmpUtil::entityRoot()};
