@@ -544,7 +544,7 @@ struct Daemon::Impl {
 
     Json vrfs = Json::object();
     if (const Json* v = [&]() -> const Json* {
-          const Json& doc = keeper->document().json();
+          const Json& doc = keeper->document().outline();
           auto it = doc.find("vrfs");
           return it == doc.end() ? nullptr : &*it;
         }()) {
