@@ -30,12 +30,12 @@ class SimulatorTest : public ::testing::Test {
 };
 
 TEST_F(SimulatorTest, CountersOnlyGrow) {
-  const Json& route = doc()["vrfs"]["default"]["ipv4"]["fib"]["routes"]["10.0.1.10,239.1.1.1"];
+  const Json route = doc()["vrfs"]["default"]["ipv4"]["fib"]["routes"]["10.0.1.10,239.1.1.1"];
   uint64_t packets = route["packets"];
   uint64_t bytes = route["bytes"];
   for (int i = 0; i < 3; ++i) {
     step();
-    const Json& now = doc()["vrfs"]["default"]["ipv4"]["fib"]["routes"]["10.0.1.10,239.1.1.1"];
+    const Json now = doc()["vrfs"]["default"]["ipv4"]["fib"]["routes"]["10.0.1.10,239.1.1.1"];
     EXPECT_GT(now["packets"].get<uint64_t>(), packets);
     EXPECT_GT(now["bytes"].get<uint64_t>(), bytes);
     packets = now["packets"];
@@ -66,7 +66,8 @@ TEST_F(SimulatorTest, ARouteComesAndGoes) {
   // Counted over every VRF and family: which route is copied is the simulator's choice.
   const auto routeCount = [&] {
     size_t n = 0;
-    for (const auto& [name, vrf] : doc()["vrfs"].items()) {
+    const Json d = doc();
+    for (const auto& [name, vrf] : d["vrfs"].items()) {
       for (const auto& [af, fam] : vrf.items()) {
         n += fam["routes"].size() + fam["fib"]["routes"].size();
       }
