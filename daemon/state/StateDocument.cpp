@@ -366,8 +366,8 @@ void Document::settle() {
     Json* f = familyOf(json_, vrf, family);
     Json* routes = routesOf(f);
     Json* fibRoutes = fibRoutesOf(f);
-    const size_t n = (routes != nullptr ? routes->size() : 0) +
-                     (fibRoutes != nullptr ? fibRoutes->size() : 0);
+    const size_t n =
+        (routes != nullptr ? routes->size() : 0) + (fibRoutes != nullptr ? fibRoutes->size() : 0);
     auto it = packed_.find(Scope(vrf, family));
     if (n > 0) {
       if (it == packed_.end()) it = packed_.emplace(Scope(vrf, family), RouteStore()).first;
@@ -413,11 +413,11 @@ void Document::loosenScope(const std::string& vrf, size_t family, const Json* fa
     auto it = obj->find(name);
     return it != obj->end() && !it->is_object();
   };
-  const bool whole = familyPatch == nullptr || !familyPatch->is_object() ||
-                     replaces(familyPatch, "routes") || replaces(familyPatch, "fib") ||
-                     (familyPatch->contains("fib") &&
-                      (replaces(&(*familyPatch)["fib"], "routes") ||
-                       (*familyPatch)["fib"].contains("oifIndexes")));
+  const bool whole =
+      familyPatch == nullptr || !familyPatch->is_object() || replaces(familyPatch, "routes") ||
+      replaces(familyPatch, "fib") ||
+      (familyPatch->contains("fib") && (replaces(&(*familyPatch)["fib"], "routes") ||
+                                        (*familyPatch)["fib"].contains("oifIndexes")));
   const Json* routesPatch = whole ? nullptr : member(familyPatch, "routes");
   const Json* fibRoutesPatch = whole ? nullptr : member(member(familyPatch, "fib"), "routes");
   if (whole) {

@@ -112,13 +112,15 @@ TEST(PackedTest, PackedDocumentReadsAsTheWholeTree) {
                                        "*,239.1.1.1": {"flags": ["wildcard"]},
                                        "10.0.0.1,239.1.1.1": null}}}}})"))
                   .empty());
-  expected["vrfs"]["red"]["ipv4"]["routes"]["*,239.1.1.1"]["flags"] = Json::parse(R"(["wildcard"])");
+  expected["vrfs"]["red"]["ipv4"]["routes"]["*,239.1.1.1"]["flags"] =
+      Json::parse(R"(["wildcard"])");
   expected["vrfs"]["red"]["ipv4"]["routes"].erase("10.0.0.1,239.1.1.1");
   doc.settle();
   EXPECT_EQ(doc.json(), expected);
   EXPECT_FALSE(doc.mergePatch(Json::parse(R"({"interfaces": {"E1": null}})")).empty());
   EXPECT_FALSE(
-      doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"fib": {"oifIndexes": {"E2": null}}}}}})"))
+      doc.mergePatch(
+             Json::parse(R"({"vrfs": {"red": {"ipv4": {"fib": {"oifIndexes": {"E2": null}}}}}})"))
           .empty());
   doc.settle();
   EXPECT_EQ(doc.json(), expected);
@@ -126,14 +128,15 @@ TEST(PackedTest, PackedDocumentReadsAsTheWholeTree) {
   // So do the packed FIB routes with the FIB that holds them.
   ASSERT_TRUE(doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"fib": null}}}})")).empty());
   doc.settle();
-  ASSERT_TRUE(
-      doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"fib": {"routes": {}}}}}})")).empty());
+  ASSERT_TRUE(doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"fib": {"routes": {}}}}}})"))
+                  .empty());
   doc.settle();
   EXPECT_EQ(doc.json()["vrfs"]["red"]["ipv4"]["fib"], Json::parse(R"({"routes": {}})"));
 
   // A whole VRF goes, with its packed routes, and comes back without them.
   ASSERT_TRUE(doc.mergePatch(Json::parse(R"({"vrfs": {"red": null}})")).empty());
-  ASSERT_TRUE(doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"routes": {}}}}})")).empty());
+  ASSERT_TRUE(
+      doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"routes": {}}}}})")).empty());
   doc.settle();
   EXPECT_EQ(doc.json()["vrfs"]["red"], Json::parse(R"({"ipv4": {"routes": {}}})"));
 }
