@@ -18,14 +18,6 @@ constexpr char kMsgpack = 'm';
 constexpr char kWholeTime = 0;
 constexpr char kFractionalTime = 1;
 
-void putVarint(std::string& out, uint64_t n) {
-  while (n >= 0x80) {
-    out.push_back(static_cast<char>((n & 0x7f) | 0x80));
-    n >>= 7;
-  }
-  out.push_back(static_cast<char>(n));
-}
-
 void putText(std::string& out, std::string_view s) {
   putVarint(out, s.size());
   out.append(s);
@@ -203,14 +195,7 @@ class Reader {
     in_.remove_prefix(1);
     return c;
   }
-  uint64_t varint() {
-    uint64_t n = 0;
-    for (int shift = 0;; shift += 7) {
-      const auto b = static_cast<uint8_t>(byte());
-      n |= uint64_t{b & 0x7fu} << shift;
-      if ((b & 0x80) == 0) return n;
-    }
-  }
+  uint64_t varint() { return takeVarint(in_); }
   std::string_view text() {
     const size_t n = varint();
     std::string_view s = in_.substr(0, n);
@@ -222,6 +207,24 @@ class Reader {
 };
 
 }  // namespace
+
+void putVarint(std::string& out, uint64_t n) {
+  while (n >= 0x80) {
+    out.push_back(static_cast<char>((n & 0x7f) | 0x80));
+    n >>= 7;
+  }
+  out.push_back(static_cast<char>(n));
+}
+
+uint64_t takeVarint(std::string_view& in) {
+  uint64_t n = 0;
+  for (int shift = 0;; shift += 7) {
+    const auto b = static_cast<uint8_t>(in.front());
+    in.remove_prefix(1);
+    n |= uint64_t{b & 0x7fu} << shift;
+    if ((b & 0x80) == 0) return n;
+  }
+}
 
 void pack(const D::Value& d, const Json& v, std::string& out) {
   const size_t start = out.size();

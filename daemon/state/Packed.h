@@ -10,6 +10,7 @@
 // as 5.0, say) is kept in MessagePack instead, so that unpacking always gives back the value
 // that was packed, equal to the last bit.
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,11 @@
 #include "daemon/state/Json.h"
 
 namespace PimSnmpd::Packed {
+
+// LEB128: seven bits a byte, low first. takeVarint reads from the front of `in` and advances it;
+// the input is the daemon's own output, so it is trusted.
+void putVarint(std::string& out, uint64_t n);
+uint64_t takeVarint(std::string_view& in);
 
 // Appends the packed form of `v` (a value of kind `d`) to `out`.
 void pack(const Description::Value& d, const Json& v, std::string& out);

@@ -15,24 +15,6 @@ namespace {
 constexpr uint8_t kHasRoute = 1;
 constexpr uint8_t kHasFibRoute = 2;
 
-void putVarint(std::string& out, uint64_t n) {
-  while (n >= 0x80) {
-    out.push_back(static_cast<char>((n & 0x7f) | 0x80));
-    n >>= 7;
-  }
-  out.push_back(static_cast<char>(n));
-}
-
-uint64_t takeVarint(std::string_view& in) {
-  uint64_t n = 0;
-  for (int shift = 0;; shift += 7) {
-    const auto b = static_cast<uint8_t>(in.front());
-    in.remove_prefix(1);
-    n |= uint64_t{b & 0x7fu} << shift;
-    if ((b & 0x80) == 0) return n;
-  }
-}
-
 std::string entry(std::string_view key, const Json* route, const Json* fibRoute) {
   std::string out(key);
   out.push_back('\0');
@@ -41,7 +23,7 @@ std::string entry(std::string_view key, const Json* route, const Json* fibRoute)
   if (route != nullptr) {
     std::string packed;
     Packed::pack(Description::kRouteValue, *route, packed);
-    putVarint(out, packed.size());
+    Packed::putVarint(out, packed.size());
     out += packed;
   }
   if (fibRoute != nullptr) Packed::pack(Description::kFibRouteValue, *fibRoute, out);
@@ -103,7 +85,7 @@ void RouteStore::unpackInto(const std::string& e, Json* routes, Json* fibRoutes)
   const auto parts = static_cast<uint8_t>(rest.front());
   rest.remove_prefix(1);
   if ((parts & kHasRoute) != 0) {
-    const size_t n = takeVarint(rest);
+    const size_t n = Packed::takeVarint(rest);
     if (Json::object_t* r = objectOf(routes)) {
       r->emplace(std::string(key), Packed::unpack(Description::kRouteValue, rest.substr(0, n)));
     }
