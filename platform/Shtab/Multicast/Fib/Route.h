@@ -1,9 +1,8 @@
 #pragma once
 
-#include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "platform/Shtab/Multicast/Fib/OifIndex.h"
 
@@ -11,33 +10,30 @@ namespace Shtab::Multicast::Fib {
 
 // A multicast FIB route as published in shared memory: its set of outgoing interfaces and its
 // packet and byte counters. The default route is the empty route, which a missing key yields.
+//
+// Routes have a few OIFs and there may be 100k routes: the set is a sorted array of indexes,
+// inline up to kInlineOifs and on the heap beyond, so that a route is 32 bytes rather than a
+// 512-bit map. Every operation costs O(number of OIFs).
 class Route {
  public:
-  Route() = default;
+  static constexpr uint16_t kInlineOifs = 4;
 
-  bool oif(OifIndex i) const { return i.valid() && (words_[i.value / 64] >> (i.value % 64)) & 1u; }
+  Route() : inline_{} {}
+  Route(const Route& o);
+  Route(Route&& o) noexcept;
+  Route& operator=(const Route& o);
+  Route& operator=(Route&& o) noexcept;
+  ~Route() { release(); }
+
+  bool oif(OifIndex i) const;
   // Indexes outside 0..511 are ignored.
-  void oifIs(OifIndex i, bool on = true) {
-    if (!i.valid()) return;
-    const uint64_t bit = uint64_t{1} << (i.value % 64);
-    if (on) {
-      words_[i.value / 64] |= bit;
-    } else {
-      words_[i.value / 64] &= ~bit;
-    }
-  }
+  void oifIs(OifIndex i, bool on = true);
   // The lowest OIF, or OifIndex::end() when there is none.
-  OifIndex firstOif() const { return scanFrom(0); }
+  OifIndex firstOif() const { return size_ != 0 ? data()[0] : OifIndex::end(); }
   // The lowest OIF above `i`, or OifIndex::end().
-  OifIndex nextOif(OifIndex i) const {
-    return i.valid() ? scanFrom(static_cast<uint16_t>(i.value + 1)) : OifIndex::end();
-  }
-  bool hasOif() const { return firstOif().valid(); }
-  size_t oifCount() const {
-    size_t n = 0;
-    for (uint64_t w : words_) n += static_cast<size_t>(std::popcount(w));
-    return n;
-  }
+  OifIndex nextOif(OifIndex i) const;
+  bool hasOif() const { return size_ != 0; }
+  size_t oifCount() const { return size_; }
 
   uint64_t packets() const { return packets_; }
   uint64_t bytes() const { return bytes_; }
@@ -47,24 +43,28 @@ class Route {
   }
 
   // Equal to the default route: no OIFs and no traffic.
-  bool empty() const { return *this == Route(); }
+  bool empty() const { return size_ == 0 && packets_ == 0 && bytes_ == 0; }
 
-  bool operator==(const Route&) const = default;
+  // Same OIFs and counters, wherever the OIFs are kept.
+  bool operator==(const Route& o) const;
 
  private:
-  OifIndex scanFrom(uint16_t from) const {
-    for (uint16_t w = from / 64; w < kWords; ++w) {
-      uint64_t bits = words_[w];
-      if (w == from / 64) bits &= ~uint64_t{0} << (from % 64);
-      if (bits) return OifIndex(static_cast<uint16_t>(w * 64 + std::countr_zero(bits)));
-    }
-    return OifIndex::end();
-  }
+  bool onHeap() const { return capacity_ != 0; }
+  const OifIndex* data() const { return onHeap() ? heap_ : inline_; }
+  OifIndex* data() { return onHeap() ? heap_ : inline_; }
+  std::span<const OifIndex> oifs() const { return {data(), size_}; }
+  // Room for at least `n` OIFs; moves the set to the heap when it outgrows the inline array.
+  void reserve(uint16_t n);
+  void release() noexcept;
 
-  static constexpr uint16_t kWords = OifIndex::kCount / 64;
-  std::array<uint64_t, kWords> words_{};
   uint64_t packets_ = 0;
   uint64_t bytes_ = 0;
+  uint16_t size_ = 0;
+  uint16_t capacity_ = 0;  // of heap_; 0 while the OIFs are inline
+  union {
+    OifIndex inline_[kInlineOifs];
+    OifIndex* heap_;
+  };
 };
 
 }  // namespace Shtab::Multicast::Fib
