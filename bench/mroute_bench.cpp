@@ -23,6 +23,7 @@
 #include "platform/L3/VrfName.h"
 #include "platform/Routing/Pim/RouteKeyConversion.h"
 #include "platform/Routing/Pim/SparseMode/Status.h"
+#include "platform/Routing/Pim/SparseMode/UpstreamInfoPool.h"
 #include "platform/Shtab/Multicast/Fib/Status.h"
 
 namespace {
@@ -77,6 +78,7 @@ struct Inputs {
   Ent::Ptr<SparseMode::Status> status = Ent::make<SparseMode::Status>(L3::VrfName("default"));
   Ent::Ptr<Fib::Status> fib =
       Ent::make<Fib::Status>(Lanet::AddressFamily::ipv4, L3::VrfName("default"));
+  SparseMode::UpstreamInfoPool upstreams;
 
   Inputs() {
     for (int n = 1; n <= kIntfs; ++n) {
@@ -89,8 +91,9 @@ struct Inputs {
   int publish(int i) {
     const RouteKey k = routeKey(i);
     Ent::Ptr<SparseMode::Route> r = status->routeIs(k);
-    r->upstreamInfoIs(eth(1 + i % 32),
-                      Lanet::IpGenAddr::v4(0x0B000001u + static_cast<uint32_t>(i % 32)));
+    // Shared records, as the applier hands them out.
+    r->upstreamInfoIs(upstreams.upstreamInfo(
+        eth(1 + i % 32), Lanet::IpGenAddr::v4(0x0B000001u + static_cast<uint32_t>(i % 32))));
     Fib::Route fr;
     for (int n : {33 + i % 16, 49 + i % 16}) {
       Ent::Ptr<SparseMode::Intf> intf = r->routeIntfIs(eth(n));

@@ -665,9 +665,10 @@ class Sync {
     if (touched(h, "upstream")) {
       if (const Json* up = member(&n, "upstream")) {
         const Json* rpf = member(up, "rpfNeighbor");
-        r.upstreamInfoIs(
+        // Shared with every route of the same upstream.
+        r.upstreamInfoIs(st_.upstreamInfoPool().upstreamInfo(
             IntfId((*up)["interface"].get<std::string>()),
-            rpf != nullptr ? address(rpf->get<std::string>()) : IpGenAddr::unspecified(af));
+            rpf != nullptr ? address(rpf->get<std::string>()) : IpGenAddr::unspecified(af)));
       } else {
         r.upstreamInfoDel();
       }

@@ -24,6 +24,7 @@
 #include "platform/Routing/Pim/GlobalStatus.h"
 #include "platform/Routing/Pim/RpCandidateStatusColl.h"
 #include "platform/Routing/Pim/SparseMode/Shtab/Status.h"
+#include "platform/Routing/Pim/SparseMode/UpstreamInfoPool.h"
 #include "platform/Shtab/Multicast/Fib/Status.h"
 #include "platform/Stadb/EntityManager.h"
 
@@ -103,6 +104,9 @@ class PlatformState {
   Ent::Ptr<FibTable> fibTableIs(Lanet::AddressFamily af, const L3::VrfName& vrf);
   void fibTableDel(Lanet::AddressFamily af, const L3::VrfName& vrf);
 
+  // The upstream records routes share, across every table.
+  Routing::Pim::SparseMode::UpstreamInfoPool& upstreamInfoPool() { return upstreamInfoPool_; }
+
   size_t routeTables() const { return routeTables_.size(); }
   size_t fibTables() const { return fibTables_.size(); }
 
@@ -135,6 +139,7 @@ class PlatformState {
   Family v6_;
   std::map<TableKey, Ent::Ptr<RouteTable>> routeTables_;
   std::map<TableKey, Ent::Ptr<FibTable>> fibTables_;
+  Routing::Pim::SparseMode::UpstreamInfoPool upstreamInfoPool_;
 };
 
 }  // namespace PimSnmpd
