@@ -143,20 +143,32 @@ IndexPart<Index> indexPart(IndexKind::Unsigned32, const char* name, const char* 
           std::move(column)};
 }
 
-// IpAddress index held as a Lanet::IpGenAddr (IPv4 rows only).
+// IpAddress index held as a Lanet::IpAddr, or as a Lanet::IpGenAddr of IPv4 rows.
 template <class Index, auto Member>
 IndexPart<Index> indexPart(IndexKind::IpAddress, const char* name, const char* traceName,
                            Mib::IndexColumn column) {
+  using Field = std::remove_cvref_t<decltype(detail::field<Member>(std::declval<Index&>()))>;
   return {name,
           traceName,
           ASN_IPADDRESS,
           [](const netsnmp_variable_list& v, Index& i) {
-            return ::Snmp::AsnIpAddressToLanetIpGenAddr(v, detail::field<Member>(i));
+            if constexpr (std::is_same_v<Field, Lanet::IpAddr>) {
+              Lanet::IpGenAddr a;
+              if (!::Snmp::AsnIpAddressToLanetIpGenAddr(v, a)) return false;
+              detail::field<Member>(i) = a.v4();
+              return true;
+            } else {
+              return ::Snmp::AsnIpAddressToLanetIpGenAddr(v, detail::field<Member>(i));
+            }
           },
           [](const Index& i, uint8_t* buf, size_t capacity) {
-            const Lanet::IpGenAddr& a = detail::field<Member>(i);
-            if (!a.isV4()) return ::Snmp::kConvertFailed;
-            return detail::ipAddressIndexValue(a.v4().value(), buf, capacity);
+            const Field& a = detail::field<Member>(i);
+            if constexpr (std::is_same_v<Field, Lanet::IpAddr>) {
+              return detail::ipAddressIndexValue(a.value(), buf, capacity);
+            } else {
+              if (!a.isV4()) return ::Snmp::kConvertFailed;
+              return detail::ipAddressIndexValue(a.v4().value(), buf, capacity);
+            }
           },
           [](const Index& i) { return detail::field<Member>(i).toString(); },
           std::move(column)};

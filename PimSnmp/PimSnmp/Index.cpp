@@ -57,6 +57,21 @@ struct Codec<IndexKind::IpAddress> {
     if (addr) v = *addr;
     return addr.has_value();
   }
+  static void append(Oid& oid, Lanet::IpAddr v) {
+    const auto octets = v.bytes();
+    oid.insert(oid.end(), octets.begin(), octets.end());
+  }
+  static bool read(OidSpan& in, Lanet::IpAddr& v) {
+    Lanet::IpGenAddr addr;
+    if (!::Snmp::readIpAddress(in, addr)) return false;
+    v = addr.v4();
+    return true;
+  }
+  static bool parse(std::string_view text, Lanet::IpAddr& v) {
+    const auto addr = Lanet::IpAddr::parse(text);
+    if (addr) v = *addr;
+    return addr.has_value();
+  }
 };
 
 // The mask's octets are the uint32's bytes in memory, since it is kept in network byte order.
@@ -178,6 +193,9 @@ bool readFields(OidSpan& in, T& out) {
 }
 
 uint64_t hashOf(const Lanet::IpGenAddr& v) {
+  return v.hash();
+}
+uint64_t hashOf(Lanet::IpAddr v) {
   return v.hash();
 }
 uint64_t hashOf(const InetAddress& v) {
@@ -361,17 +379,23 @@ uint32_t maskFromLength(uint32_t len) {
   return mask;
 }
 
+Lanet::IpAddr ipv4IndexAddress(const Lanet::IpGenAddr& addr) {
+  if (!addr.isV4()) {
+    throw std::invalid_argument(
+        fmt::format("{} is not an IPv4 address: IPv4-only index", addr.toString()));
+  }
+  return addr.v4();
+}
+
 PimIpMrouteEntryIndex pimIpMrouteEntryIndexFromRouteKey(const RouteKey& key) {
-  const bool knownFamily =
-      key.af() == Lanet::AddressFamily::ipv4 || key.af() == Lanet::AddressFamily::ipv6;
-  const uint32_t sMask = knownFamily && !key.source.isUnspecified() ? 0xFFFFFFFFu : 0;
+  const uint32_t sMask = key.source.isUnspecified() ? 0 : 0xFFFFFFFFu;
   return PimIpMrouteEntryIndex(key.group, key.source, sMask);
 }
 
 PimIpMrouteNextHopEntryIndex pimIpMrouteNextHopEntryIndexFromRouteKey(const RouteKey& key,
                                                                       int32_t ifIndex) {
   const PimIpMrouteEntryIndex route = pimIpMrouteEntryIndexFromRouteKey(key);
-  return PimIpMrouteNextHopEntryIndex(route.group, route.source, route.sMask, ifIndex, key.group);
+  return PimIpMrouteNextHopEntryIndex(route.group, route.source, route.sMask, ifIndex, route.group);
 }
 
 IpMcastRouteEntryIndex IpMcastRouteEntryIndex::fromRouteKey(const RouteKey& key) {

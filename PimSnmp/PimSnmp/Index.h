@@ -31,6 +31,7 @@
 #include <fmt/format.h>
 
 #include "platform/Lanet/IntfId.h"
+#include "platform/Lanet/IpAddr.h"
 #include "platform/Lanet/IpGenAddr.h"
 #include "platform/Routing/Pim/RouteKey.h"
 #include "platform/Snmp/InetAddress.h"
@@ -49,7 +50,7 @@ uint32_t maskFromLength(uint32_t len);
 
 // How an index field travels in an OID, and which index objects it is in a table.
 namespace IndexKind {
-struct IpAddress {};           // Lanet::IpGenAddr as an IpAddress: IPv4 only
+struct IpAddress {};           // Lanet::IpAddr (or an IPv4 Lanet::IpGenAddr) as an IpAddress
 struct Mask {};                // uint32_t mask in network byte order, as an IpAddress
 struct Int32 {};               // INTEGER held as int32_t
 struct Unsigned32 {};          // Unsigned32
@@ -67,6 +68,10 @@ struct DefaultIndexKind {
 };
 template <>
 struct DefaultIndexKind<Lanet::IpGenAddr> {
+  using type = IndexKind::IpAddress;
+};
+template <>
+struct DefaultIndexKind<Lanet::IpAddr> {
   using type = IndexKind::IpAddress;
 };
 template <>
@@ -133,12 +138,17 @@ struct IndexOps {
 template <class T>
 concept IndexType = std::derived_from<T, IndexOps<T>>;
 
+// The IPv4 address of an index of the IPv4-only tables. Throws std::invalid_argument for an
+// address of another family: no row of those tables can hold one.
+Lanet::IpAddr ipv4IndexAddress(const Lanet::IpGenAddr& addr);
+
 // ipMRouteTable and pimIpMRouteTable. IPv4 rows only: the OID encodes addresses and the mask
-// as IpAddress.
+// as IpAddress. Addresses are held as 4 bytes: a router has one of these per route and two per
+// forwarding interface.
 struct PimIpMrouteEntryIndex : IndexOps<PimIpMrouteEntryIndex> {
   using Self = PimIpMrouteEntryIndex;
-  Lanet::IpGenAddr group;
-  Lanet::IpGenAddr source;
+  Lanet::IpAddr group;
+  Lanet::IpAddr source;
   uint32_t sMask = 0;  // network byte order, like maskFromLength
 
   static constexpr std::string_view kTypeName = "PimIpMrouteEntryIndex";
@@ -147,26 +157,28 @@ struct PimIpMrouteEntryIndex : IndexOps<PimIpMrouteEntryIndex> {
                                      indexField<&Self::sMask, IndexKind::Mask>("sMask")};
 
   PimIpMrouteEntryIndex() = default;
+  PimIpMrouteEntryIndex(Lanet::IpAddr group, Lanet::IpAddr source, uint32_t sMask)
+      : group(group), source(source), sMask(sMask) {}
   PimIpMrouteEntryIndex(const Lanet::IpGenAddr& group, const Lanet::IpGenAddr& source,
                         uint32_t sMask)
-      : group(group), source(source), sMask(sMask) {}
+      : Self(ipv4IndexAddress(group), ipv4IndexAddress(source), sMask) {}
   explicit PimIpMrouteEntryIndex(std::string_view text) : Self(parse(text)) {}
 
   bool operator==(const Self&) const = default;
   std::strong_ordering operator<=>(const Self&) const = default;
 };
 
-// sMask 0 for (*,G) and for a key of unknown family, else all ones (IPv6 too).
+// sMask 0 for (*,G), else all ones. Precondition: an IPv4 key (std::invalid_argument).
 PimIpMrouteEntryIndex pimIpMrouteEntryIndexFromRouteKey(const RouteKey& key);
 
 // ipMRouteNextHopTable and pimIpMRouteNextHopTable. IPv4 rows only.
 struct PimIpMrouteNextHopEntryIndex : IndexOps<PimIpMrouteNextHopEntryIndex> {
   using Self = PimIpMrouteNextHopEntryIndex;
-  Lanet::IpGenAddr group;
-  Lanet::IpGenAddr source;
+  Lanet::IpAddr group;
+  Lanet::IpAddr source;
   uint32_t sMask = 0;
   int32_t ifIndex = 0;
-  Lanet::IpGenAddr address;
+  Lanet::IpAddr address;
 
   static constexpr std::string_view kTypeName = "PimIpMrouteNextHopEntryIndex";
   static constexpr std::tuple fields{
@@ -175,9 +187,13 @@ struct PimIpMrouteNextHopEntryIndex : IndexOps<PimIpMrouteNextHopEntryIndex> {
       indexField<&Self::address>("address")};
 
   PimIpMrouteNextHopEntryIndex() = default;
+  PimIpMrouteNextHopEntryIndex(Lanet::IpAddr group, Lanet::IpAddr source, uint32_t sMask,
+                               int32_t ifIndex, Lanet::IpAddr address)
+      : group(group), source(source), sMask(sMask), ifIndex(ifIndex), address(address) {}
   PimIpMrouteNextHopEntryIndex(const Lanet::IpGenAddr& group, const Lanet::IpGenAddr& source,
                                uint32_t sMask, int32_t ifIndex, const Lanet::IpGenAddr& address)
-      : group(group), source(source), sMask(sMask), ifIndex(ifIndex), address(address) {}
+      : Self(ipv4IndexAddress(group), ipv4IndexAddress(source), sMask, ifIndex,
+             ipv4IndexAddress(address)) {}
   explicit PimIpMrouteNextHopEntryIndex(std::string_view text) : Self(parse(text)) {}
 
   bool operator==(const Self&) const = default;

@@ -94,7 +94,8 @@ void MrouteSm::nextHopAdd(const RouteKey& key, IpMcastRouteEntry& row, const Lan
   const IpMcastRouteNextHopEntryIndex index =
       IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(key, ifIndex);
   const Snmp::PimIpMrouteNextHopEntryIndex pimIndex =
-      Snmp::pimIpMrouteNextHopEntryIndexFromRouteKey(key, ifIndex);
+      v4 ? Snmp::pimIpMrouteNextHopEntryIndexFromRouteKey(key, ifIndex)
+         : Snmp::PimIpMrouteNextHopEntryIndex();
   // A route's next-hop rows are the ones its row lists as members (they are made and removed
   // together): with no member under this ifIndex, as for every next hop of a new route, there
   // is no row to look up.

@@ -303,7 +303,9 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
   }
   const bool v4 = af_ == Lanet::AddressFamily::ipv4;
   const IpMcastRouteEntryIndex mcastIndex = IpMcastRouteEntryIndex::fromRouteKey(key);
-  const Snmp::PimIpMrouteEntryIndex pimIndex = Snmp::pimIpMrouteEntryIndexFromRouteKey(key);
+  // The IPMROUTE and PIM route tables are IPv4's only.
+  const Snmp::PimIpMrouteEntryIndex pimIndex =
+      v4 ? Snmp::pimIpMrouteEntryIndexFromRouteKey(key) : Snmp::PimIpMrouteEntryIndex();
   // Rows are only made for a followed route, and its reactor goes after them: without a
   // record and a reactor there is no row either.
   RxRoute* const followed = route ? nullptr : routeFind(key);
@@ -322,8 +324,10 @@ MrouteSm::RxRoute* MrouteSm::handleMroute(const RouteKey& key,
     TRACE8("Route record of {} was replaced; rebuilding its entries", key);
     removeRouteEntries(key, *row, fibRoute);
     pimMib_->ipMcastRouteTableDel(mcastIndex);
-    pimMib_->pimIpMrouteTableDel(pimIndex);
-    pimMib_->ipMRouteTableDel(pimIndex);
+    if (v4) {
+      pimMib_->pimIpMrouteTableDel(pimIndex);
+      pimMib_->ipMRouteTableDel(pimIndex);
+    }
     row = nullptr;
   }
 

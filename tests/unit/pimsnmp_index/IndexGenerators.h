@@ -31,6 +31,12 @@ inline void draw(Rng& rng, IndexKind::IpAddress, Lanet::IpGenAddr& v) {
       rng, pool, [&] { return PlatformTypesTest::randomV4(rng); }, v);
 }
 
+inline void draw(Rng& rng, IndexKind::IpAddress, Lanet::IpAddr& v) {
+  Lanet::IpGenAddr a;
+  draw(rng, IndexKind::IpAddress{}, a);
+  v = a.v4();
+}
+
 // Only contiguous masks: the ones the agent builds from prefix lengths.
 inline void draw(Rng& rng, IndexKind::Mask, uint32_t& v) {
   static const std::vector<uint32_t> pool = {0, 0xFFFFFFFF, maskFromLength(24)};

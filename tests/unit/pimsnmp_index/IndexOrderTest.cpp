@@ -172,8 +172,15 @@ TEST(IndexOid, ExactEncodings) {
 
 TEST(IndexOid, NonIpv4AddressCannotBeAnIpAddressIndex) {
   Snmp::Oid out;
-  EXPECT_THROW(PimIpMrouteEntryIndex().toOid(out), std::invalid_argument);
   EXPECT_THROW(PimRPSetEntryIndex().toOid(out), std::invalid_argument);
+  // The route tables' indexes hold IPv4 addresses only: another family is refused when built.
+  const auto v6 = *Lanet::IpGenAddr::parse("ff0e::1");
+  const auto v4 = *Lanet::IpGenAddr::parse("10.0.0.1");
+  EXPECT_THROW(PimIpMrouteEntryIndex(v6, v4, 0), std::invalid_argument);
+  EXPECT_THROW(PimIpMrouteNextHopEntryIndex(v4, v4, 0, 1, Lanet::IpGenAddr()),
+               std::invalid_argument);
+  EXPECT_THROW(pimIpMrouteEntryIndexFromRouteKey(Routing::Pim::RouteKey{v6, v6}),
+               std::invalid_argument);
 }
 
 TEST(IndexOid, FromOidRefusesValuesOutsideTheFieldsTypes) {

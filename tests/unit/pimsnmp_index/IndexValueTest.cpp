@@ -38,9 +38,6 @@ TEST(IndexFromRouteKey, MasksAndLengths) {
   EXPECT_EQ(pimIpMrouteEntryIndexFromRouteKey(starG),
             PimIpMrouteEntryIndex(starG.group, starG.source, 0));
   EXPECT_EQ(pimIpMrouteEntryIndexFromRouteKey(sg).sMask, 0xFFFFFFFFu);
-  EXPECT_EQ(pimIpMrouteEntryIndexFromRouteKey(sg6).sMask, 0xFFFFFFFFu);
-  EXPECT_EQ(pimIpMrouteEntryIndexFromRouteKey(starG6).sMask, 0u);
-  EXPECT_EQ(pimIpMrouteEntryIndexFromRouteKey(RouteKey{}).sMask, 0u);
 
   EXPECT_EQ(IpMcastRouteEntryIndex::fromRouteKey(starG),
             IpMcastRouteEntryIndex(inet("ipv4:239.1.1.1"), 32, inet("ipv4:0.0.0.0"), 0));
