@@ -43,6 +43,33 @@ TEST(IntfIdTest, OrderIsBytewiseByNameAndHashFollowsEquality) {
   EXPECT_NE(IntfId("Vlan100").hash(), IntfId("Vlan101").hash());
 }
 
+TEST(IntfIdTest, NamesAreSharedAndGoWithTheirLastId) {
+  const size_t before = IntfId::internedCount();
+  {
+    const IntfId a("Ethernet77");
+    IntfId b{std::string("Ethernet77")};
+    EXPECT_EQ(&a.name(), &b.name()) << "one record per name";
+    EXPECT_EQ(IntfId::internedCount(), before + 1);
+    IntfId moved(std::move(b));
+    EXPECT_TRUE(b.empty());  // NOLINT(bugprone-use-after-move): a moved-from id is empty
+    IntfId assigned;
+    assigned = moved;
+    const IntfId& self = assigned;
+    assigned = self;  // self-assignment keeps the count
+    moved = IntfId("Ethernet78");
+    EXPECT_EQ(IntfId::internedCount(), before + 2);
+    EXPECT_EQ(assigned, a);
+    EXPECT_EQ(moved.name(), "Ethernet78");
+  }
+  EXPECT_EQ(IntfId::internedCount(), before) << "records leave with their last id";
+  // A name that comes back gets a fresh record with the same identity by value.
+  EXPECT_EQ(IntfId("Ethernet77").name(), "Ethernet77");
+  // Names with NUL and high bytes are names like any other.
+  const std::string odd("a\0\xff", 3);
+  EXPECT_EQ(IntfId(odd).name(), odd);
+  EXPECT_NE(IntfId(odd), IntfId("a"));
+}
+
 TEST(VrfNameTest, LengthLimitIsHundredBytes) {
   const std::string ok(VrfName::kMaxLen, 'v');
   EXPECT_EQ(VrfName(ok).str(), ok);
