@@ -99,18 +99,19 @@ double IpMcastRouteEntry::timeStamp() const {
 
 bool IpMcastRouteEntry::ownRoutePart(const IpMcastRouteNextHopEntryIndex& i) const {
   return i.groupAddr == index_.groupAddr && i.groupLength == index_.groupLength &&
-         i.sourceAddr == index_.sourceAddr && i.sourceLength == index_.sourceLength;
+         i.sourceAddr == index_.sourceAddr && i.sourceLength == index_.sourceLength &&
+         i.addr == index_.groupAddr;
 }
 
 NextHopEntryIndexWithIntfId IpMcastRouteEntry::member(const NextHop& n) const {
   return {IpMcastRouteNextHopEntryIndex(index_.groupAddr, index_.groupLength, index_.sourceAddr,
-                                        index_.sourceLength, n.ifIndex, n.addr),
+                                        index_.sourceLength, n.ifIndex, index_.groupAddr),
           n.intfId};
 }
 
 bool IpMcastRouteEntry::nextHopIndexHas(const NextHopEntryIndexWithIntfId& m) const {
   if (!ownRoutePart(m.mibIndex)) return false;
-  const NextHop n{m.mibIndex.ifIndex, m.mibIndex.addr, m.intfId};
+  const NextHop n{m.mibIndex.ifIndex, m.intfId};
   return std::binary_search(nextHop_.begin(), nextHop_.end(), n);
 }
 
@@ -119,7 +120,7 @@ bool IpMcastRouteEntry::nextHopIndexIs(const NextHopEntryIndexWithIntfId& m) {
     throw Ent::Error(
         fmt::format("IpMcastRouteEntry {}: next hop {} belongs to another route", index_, m));
   }
-  NextHop n{m.mibIndex.ifIndex, m.mibIndex.addr, m.intfId};
+  NextHop n{m.mibIndex.ifIndex, m.intfId};
   auto it = std::lower_bound(nextHop_.begin(), nextHop_.end(), n);
   if (it != nextHop_.end() && *it == n) return false;
   nextHop_.insert(it, std::move(n));
@@ -128,7 +129,7 @@ bool IpMcastRouteEntry::nextHopIndexIs(const NextHopEntryIndexWithIntfId& m) {
 
 bool IpMcastRouteEntry::nextHopIndexDel(const NextHopEntryIndexWithIntfId& m) {
   if (!ownRoutePart(m.mibIndex)) return false;
-  const NextHop n{m.mibIndex.ifIndex, m.mibIndex.addr, m.intfId};
+  const NextHop n{m.mibIndex.ifIndex, m.intfId};
   auto it = std::lower_bound(nextHop_.begin(), nextHop_.end(), n);
   if (it == nextHop_.end() || *it != n) return false;
   nextHop_.erase(it);

@@ -100,10 +100,10 @@ class IpMRouteEntry : public RouteEntryBase {
 // ipMcastRouteTable row. Also remembers the route's IP-MCAST next hops (`nextHopIndex`), so
 // that the writer can remove them with the route.
 class IpMcastRouteEntry : public RouteEntryBase {
-  // A member keeps only what differs from the row's own index; the rest is rebuilt on read.
+  // A member keeps only what differs from the row's own index (its next-hop address is the
+  // group); the rest is rebuilt on read.
   struct NextHop {
     int32_t ifIndex;
-    ::Snmp::InetAddress addr;
     Lanet::IntfId intfId;
     auto operator<=>(const NextHop&) const = default;
   };
@@ -175,9 +175,8 @@ class IpMcastRouteEntry : public RouteEntryBase {
     return {nextHopIndex().begin(), nextHopIndex().end()};
   }
   bool nextHopIndexHas(const NextHopEntryIndexWithIntfId& m) const;
-  // Adds a member; false when it is already there. Members must be next hops of this route:
-  // one whose route part (group, source and their lengths) differs from the row's index is
-  // refused with Ent::Error.
+  // Adds a member; false when it is already there. Members must be next hops of this route,
+  // with its group as their address: any other is refused with Ent::Error.
   bool nextHopIndexIs(const NextHopEntryIndexWithIntfId& m);
   // Removes a member; false when it was not there.
   bool nextHopIndexDel(const NextHopEntryIndexWithIntfId& m);

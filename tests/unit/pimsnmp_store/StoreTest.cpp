@@ -128,9 +128,15 @@ TEST_F(StoreTest, NextHopIndexSetOfAMcastRoute) {
   const RouteKey other = sg("10.1.1.2", "239.1.1.1");
   const NextHopEntryIndexWithIntfId foreign(
       IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(other, 7), IntfId("Ethernet7"));
-  EXPECT_THROW(row->nextHopIndexIs(foreign), Ent::Error);
-  EXPECT_FALSE(row->nextHopIndexHas(foreign));
-  EXPECT_FALSE(row->nextHopIndexDel(foreign));
+  // The route's own part, but a next-hop address other than its group: not one of its own.
+  auto otherAddress = IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(key, 7);
+  otherAddress.addr = ::Snmp::InetAddress::parse("ipv4:10.9.9.9");
+  for (const NextHopEntryIndexWithIntfId& m :
+       {foreign, NextHopEntryIndexWithIntfId(otherAddress, IntfId("Ethernet7"))}) {
+    EXPECT_THROW(row->nextHopIndexIs(m), Ent::Error) << m;
+    EXPECT_FALSE(row->nextHopIndexHas(m)) << m;
+    EXPECT_FALSE(row->nextHopIndexDel(m)) << m;
+  }
 
   EXPECT_TRUE(row->nextHopIndexDel(b));
   EXPECT_FALSE(row->nextHopIndexDel(b));
