@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <thread>
 
 #include "daemon/Excerpt.h"
 #include "daemon/StateKeeper.h"
@@ -169,6 +172,18 @@ TEST_F(StateKeeperTest, LoadsAFileAndRefusesAMissingOne) {
   DaemonTest::writeFile(path, DaemonTest::testDocument());
   EXPECT_TRUE(keeper_.loadFile(path).ok);
   EXPECT_TRUE(keeper_.document().json()["vrfs"].contains("blue6"));
+
+  // Read whole past many read chunks, and from a FIFO, whose size is not known beforehand.
+  // Leading padding: the document's end is in the last, partial chunk.
+  const std::string padded = std::string(300'001, ' ') + DaemonTest::testDocument();
+  DaemonTest::writeFile(path, padded);
+  EXPECT_TRUE(keeper_.loadFile(path).ok);
+  const std::string fifo = dir.file("state.fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  std::thread writer([&] { DaemonTest::writeFile(fifo, padded); });
+  const ApplyResult fromFifo = keeper_.loadFile(fifo);
+  writer.join();
+  EXPECT_TRUE(fromFifo.ok) << (fromFifo.errors.empty() ? "" : fromFifo.errors[0].reason);
 
   const ApplyResult r = keeper_.loadFile(dir.file("missing.json"));
   EXPECT_FALSE(r.ok);
