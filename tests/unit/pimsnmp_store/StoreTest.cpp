@@ -1,5 +1,5 @@
-// PimMib: its named operations over the tables (the table rules themselves: TableTest),
-// index order, the next-hop set of a route row, the FIB configuration.
+// PimMib: its named operations over the tables (the table rules themselves, index order and
+// detaching rows: TableTest), the next-hop set of a route row, the FIB configuration.
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,6 @@
 #include "platform/Ent/Error.h"
 #include "platform/IntfSnmp/IfMib.h"
 #include "platform/Routing/Multicast/Fib/Config.h"
-#include "platform/Routing/Pim/RpCandidate.h"
 #include "tests/unit/pimsnmp_store/StoreTestUtil.h"
 
 namespace {
@@ -39,19 +38,6 @@ TEST_F(StoreTest, CreatedEmptyAndNamedByVrf) {
   EXPECT_FALSE(mib->ipMcastEnabled()) << "no multicast-FIB configuration";
 }
 
-TEST_F(StoreTest, IsReturnsTheExistingRowForTheSameInputs) {
-  ChangeLog<PimIpMrouteEntryIndex> log(mib, PimMib::attrIpMRouteTable);
-  auto r = route(sg("10.1.1.1", "239.1.1.1"));
-  const auto index = pimIpMrouteEntryIndexFromRouteKey(r->key());
-  auto first = mib->ipMRouteTableIs(r, ifMib, index);
-  auto second = mib->ipMRouteTableIs(r, ifMib, index);
-  EXPECT_EQ(first, second);
-  EXPECT_EQ(mib->ipMRouteTables(), 1u);
-  EXPECT_EQ(mib->ipMRouteTable(index), first);
-  EXPECT_EQ(log.keys, std::vector<PimIpMrouteEntryIndex>{index}) << "one insert, one change";
-  EXPECT_EQ(first->pimMib(), mib.get());
-}
-
 TEST_F(StoreTest, DelByIteratorAndDelAll) {
   for (int32_t i : {3, 1, 2}) mib->pimInterfaceTableIs(i, nullptr, nullptr);
   ChangeLog<int32_t> log(mib, PimMib::attrPimInterfaceTable);
@@ -60,33 +46,6 @@ TEST_F(StoreTest, DelByIteratorAndDelAll) {
   mib->pimInterfaceTableDelAll();
   EXPECT_TRUE(mib->pimInterfaceTable().empty());
   EXPECT_EQ(log.keys, (std::vector<int32_t>{1, 2, 3}));
-}
-
-TEST_F(StoreTest, TablesIterateInIndexOrder) {
-  for (const char* a : {"10.0.0.9", "10.0.0.10", "9.255.255.255"}) {
-    mib->pimNeighborTableIs(v4(a), nullptr);
-  }
-  std::vector<Lanet::IpGenAddr> neighbors;
-  for (const auto& e : mib->pimNeighborTable()) neighbors.push_back(e->address());
-  EXPECT_EQ(neighbors, (std::vector{v4("9.255.255.255"), v4("10.0.0.9"), v4("10.0.0.10")}));
-
-  // Next hops that differ only in ifIndex order by its signed value.
-  const RouteKey key = sg("10.1.1.1", "239.1.1.1");
-  for (int ifIndex : {1, -1}) {
-    mib->ipMcastRouteNextHopTableIs(
-        nhStatePruned, IpMcastRouteNextHopEntryIndex::fromRouteKeyAndIfIndex(key, ifIndex));
-  }
-  EXPECT_EQ((*mib->ipMcastRouteNextHopTable().begin())->index().ifIndex, -1);
-
-  // RP-set rows that differ only in the RP address are distinct and ordered by it.
-  for (const char* rp : {"5.5.5.5", "4.4.4.4"}) {
-    mib->pimRPSetTableIs({1, v4("224.0.0.0"), maskFromLength(4), v4(rp)},
-                         Routing::Pim::rpTypeStatic, nullptr);
-  }
-  ASSERT_EQ(mib->pimRPSetTable().size(), 2u);
-  EXPECT_EQ((*mib->pimRPSetTable().begin())->index().rpAddr, v4("4.4.4.4"));
-  EXPECT_EQ(mib->pimRPSetTable().findNext((*mib->pimRPSetTable().begin())->key())->index().rpAddr,
-            v4("5.5.5.5"));
 }
 
 TEST_F(StoreTest, RouteKeysOfStarGAndSourceGroupRows) {
@@ -166,14 +125,6 @@ TEST_F(StoreTest, IpMcastEnabledWhenAnyFamilyRoutes) {
   EXPECT_FALSE(mib->ipMcastEnabled());
   mib->mfibConfigDelAll();
   EXPECT_TRUE(mib->mfibConfig().empty());
-}
-
-TEST_F(StoreTest, RowsOutlivingTheStoreLoseTheirBackPointer) {
-  auto r = route(sg("10.1.1.1", "239.1.1.1"));
-  auto row = mib->ipMcastRouteTableIs(r, ifMib, IpMcastRouteEntryIndex::fromRouteKey(r->key()));
-  mib.reset();
-  EXPECT_EQ(row->pimMib(), nullptr);
-  EXPECT_EQ(row->pkts(), 0u);
 }
 
 TEST_F(StoreTest, FoundInAStateDirectoryByVrfName) {
