@@ -1,4 +1,4 @@
-// Platform records the store reads: FIB OIF walks, change notification, state paths, and the
+// Platform records the store reads: change notification, state paths, and the
 // counter helpers.
 
 #include <gtest/gtest.h>
@@ -24,34 +24,6 @@ using Lanet::AddressFamily;
 using Lanet::IntfId;
 using Routing::Multicast::Fib::IpGenRouteKey;
 using Shtab::Multicast::Fib::OifIndex;
-
-std::vector<uint16_t> walk(const Shtab::Multicast::Fib::Route& r) {
-  std::vector<uint16_t> out;
-  for (OifIndex i = r.firstOif(); i.valid(); i = r.nextOif(i)) out.push_back(i.value);
-  return out;
-}
-
-TEST(FibRouteTest, OifWalkEndsAt512) {
-  Shtab::Multicast::Fib::Route r;
-  EXPECT_TRUE(r.empty());
-  EXPECT_EQ(r.firstOif().value, 512);
-  EXPECT_EQ(OifIndex().value, 512) << "the default index is the end marker";
-
-  for (uint16_t i : {511, 64, 0, 63}) r.oifIs(OifIndex(i));
-  r.oifIs(OifIndex(512));
-  EXPECT_EQ(walk(r), (std::vector<uint16_t>{0, 63, 64, 511}));
-  EXPECT_TRUE(r.oif(OifIndex(63)));
-  EXPECT_FALSE(r.oif(OifIndex(62)));
-  EXPECT_FALSE(r.oif(OifIndex(512)));
-  EXPECT_EQ(r.nextOif(OifIndex(511)).value, 512);
-  EXPECT_EQ(r.nextOif(OifIndex::end()).value, 512);
-  EXPECT_FALSE(r.empty());
-
-  for (uint16_t i : {511, 64, 0, 63}) r.oifIs(OifIndex(i), false);
-  EXPECT_TRUE(r.empty());
-  r.countersIs(1, 100);
-  EXPECT_FALSE(r.empty()) << "equality covers the counters too";
-}
 
 TEST(FibStatusTest, RoutesOifMapAndMountPath) {
   auto fib = Ent::make<Shtab::Multicast::Fib::Status>(AddressFamily::ipv4, L3::VrfName("red"));

@@ -144,6 +144,9 @@ TEST(FibRouteOifsTest, EdgeIndexesAndInvalidOnes) {
   r.oifIs(OifIndex(0));
   r.oifIs(OifIndex(5), false);
   EXPECT_EQ(r, withOifs({0, 511}));
+  EXPECT_EQ(Route().firstOif(), OifIndex::end());
+  EXPECT_EQ(OifIndex().value, 512) << "the default index is the end marker";
+  EXPECT_FALSE(withOifs({}, 1).empty()) << "counters alone make a route";
 
   Route all;
   for (uint16_t i : range(0, OifIndex::kCount)) all.oifIs(OifIndex(i));
