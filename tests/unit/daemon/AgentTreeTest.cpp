@@ -8,12 +8,11 @@
 #include <vector>
 
 #include "PimSnmp/PimSnmp/PimMib.h"
-#include "PimSnmp/PimSnmpAgent/NeighborLossNotifier.h"
-#include "PimSnmp/RegistrationHelper/MibRegistrar.h"
 #include "daemon/AgentTree.h"
 #include "daemon/StateKeeper.h"
 #include "platform/Clock/Clock.h"
 #include "platform/SnmpUtil/SnmpUtil.h"
+#include "tests/unit/agent_sm/AgentTestUtil.h"
 #include "tests/unit/daemon/DaemonTestUtil.h"
 
 namespace PimSnmpd {
@@ -21,39 +20,12 @@ namespace {
 
 using Routing::Pim::Snmp::PimMib;
 
-class Registrar : public Routing::Pim::Snmp::MibRegistrar {
- public:
-  void initPimMib(const std::string& c) override { calls.push_back("+PimMIB(" + c + ")"); }
-  void initIpMRouteStdMib(const std::string& c) override {
-    calls.push_back("+ipMRouteStdMIB(" + c + ")");
-  }
-  void initIpMcastMib(const std::string& c) override { calls.push_back("+ipMcastMIB(" + c + ")"); }
-  void unregisterPimMib(const std::string& c) override { calls.push_back("-PimMIB(" + c + ")"); }
-  void unregisterIpMRouteStdMib(const std::string& c) override {
-    calls.push_back("-ipMRouteStdMIB(" + c + ")");
-  }
-  void unregisterIpMcastMib(const std::string& c) override {
-    calls.push_back("-ipMcastMIB(" + c + ")");
-  }
-  // The calls so far, sorted (the order across VRFs is not the point here), and forgotten.
-  std::vector<std::string> take() {
-    std::vector<std::string> out;
-    out.swap(calls);
-    std::sort(out.begin(), out.end());
-    return out;
-  }
-  std::vector<std::string> calls;
-};
-
-class Notifier : public Routing::Pim::SnmpAgent::NeighborLossNotifier {
- public:
-  void pimNeighborLossNotify(int32_t ifIndex, Lanet::IpAddr address,
-                             const std::string& context) override {
-    losses.push_back(std::to_string(ifIndex) + " " + Lanet::IpGenAddr(address).toString() + " '" +
-                     context + "'");
-  }
-  std::vector<std::string> losses;
-};
+// The registrations so far, sorted (the order across VRFs is not the point here), and forgotten.
+std::vector<std::string> sortedCalls(AgentSmTest::RecordingRegistrar& r) {
+  std::vector<std::string> out = r.take();
+  std::sort(out.begin(), out.end());
+  return out;
+}
 
 class AgentTreeTest : public ::testing::Test {
  protected:
@@ -75,9 +47,9 @@ class AgentTreeTest : public ::testing::Test {
   Ent::Ptr<Plat::ManualClock> clock_ = Ent::make<Plat::ManualClock>(1.7e9);
   Plat::ScopedClock scopedClock_{clock_};
   SnmpUtil::ScopedEntityRoot root_{Ent::make<Ent::Dir>("root")};
-  Registrar registrar_;
+  AgentSmTest::RecordingRegistrar registrar_;
   Routing::Pim::Snmp::ScopedMibRegistrar scopedRegistrar_{registrar_};
-  Notifier notifier_;
+  AgentSmTest::RecordingNotifier notifier_;
   Routing::Pim::SnmpAgent::ScopedNeighborLossNotifier scopedNotifier_{notifier_};
   PlatformState platform_{SnmpUtil::entityRoot()};
   StateKeeper keeper_{platform_};
@@ -86,16 +58,16 @@ class AgentTreeTest : public ::testing::Test {
 };
 
 TEST_F(AgentTreeTest, RegistersNothingBeforeTheAgentIsUp) {
-  EXPECT_TRUE(registrar_.take().empty());
+  EXPECT_TRUE(sortedCalls(registrar_).empty());
   EXPECT_FALSE(mib("default"));
 }
 
 TEST_F(AgentTreeTest, ServesIpv4VrfsWithThreeMibsAndIpv6OnlyVrfsWithIpMcast) {
   start();
-  EXPECT_EQ(registrar_.take(),
-            (std::vector<std::string>{"+PimMIB()", "+PimMIB(red)", "+ipMRouteStdMIB()",
-                                      "+ipMRouteStdMIB(red)", "+ipMcastMIB()", "+ipMcastMIB(blue6)",
-                                      "+ipMcastMIB(red)"}));
+  EXPECT_EQ(sortedCalls(registrar_),
+            (std::vector<std::string>{"init_PimMIB()", "init_PimMIB(red)", "init_ipMRouteStdMIB()",
+                                      "init_ipMRouteStdMIB(red)", "init_ipMcastMIB()",
+                                      "init_ipMcastMIB(blue6)", "init_ipMcastMIB(red)"}));
   const auto def = mib("default");
   ASSERT_TRUE(def);
   EXPECT_EQ(def->pimInterfaceTable().size(), 3u);
@@ -112,7 +84,7 @@ TEST_F(AgentTreeTest, ServesIpv4VrfsWithThreeMibsAndIpv6OnlyVrfsWithIpMcast) {
 
 TEST_F(AgentTreeTest, PatchesBecomeRowsAndNeighborLosses) {
   start();
-  registrar_.take();
+  sortedCalls(registrar_);
   ASSERT_TRUE(keeper_
                   .applyPatchText(R"({"vrfs":{"red":{"ipv4":{
         "routes":{"172.16.0.51,239.9.9.9":{"upstream":{"interface":"Vlan100"},
@@ -129,22 +101,27 @@ TEST_F(AgentTreeTest, PatchesBecomeRowsAndNeighborLosses) {
         {"Ethernet1":{"neighbors":{"10.0.1.2":null}}}}}}}})",
                                   "t")
                   .ok);
-  EXPECT_EQ(notifier_.losses, std::vector<std::string>{"1 10.0.1.2 ''"});
+  ASSERT_EQ(notifier_.losses.size(), 1u);
+  EXPECT_EQ(notifier_.losses[0].ifIndex, 1);
+  EXPECT_EQ(notifier_.losses[0].address, *Lanet::IpAddr::parse("10.0.1.2"));
+  EXPECT_EQ(notifier_.losses[0].context, "");
   EXPECT_EQ(mib("default")->pimNeighborTable().size(), 2u);
 }
 
 TEST_F(AgentTreeTest, AVrfThatLosesAnInputIsWithdrawnAndComesBack) {
   start();
-  registrar_.take();
+  sortedCalls(registrar_);
   ASSERT_TRUE(keeper_.applyPatchText(R"({"vrfs":{"red":{"ipv4":{"mfibConfig":null}}}})", "t").ok);
-  EXPECT_EQ(registrar_.take(),
-            (std::vector<std::string>{"-PimMIB(red)", "-ipMRouteStdMIB(red)", "-ipMcastMIB(red)"}));
+  EXPECT_EQ(sortedCalls(registrar_),
+            (std::vector<std::string>{"unregister_PimMIB(red)", "unregister_ipMRouteStdMIB(red)",
+                                      "unregister_ipMcastMIB(red)"}));
   EXPECT_FALSE(mib("red"));
   ASSERT_TRUE(
       keeper_.applyPatchText(R"({"vrfs":{"red":{"ipv4":{"mfibConfig":{"routing":true}}}}})", "t")
           .ok);
-  EXPECT_EQ(registrar_.take(),
-            (std::vector<std::string>{"+PimMIB(red)", "+ipMRouteStdMIB(red)", "+ipMcastMIB(red)"}));
+  EXPECT_EQ(sortedCalls(registrar_),
+            (std::vector<std::string>{"init_PimMIB(red)", "init_ipMRouteStdMIB(red)",
+                                      "init_ipMcastMIB(red)"}));
   clock_->stepTo(clock_->now() + 30);
   ASSERT_TRUE(mib("red"));
   EXPECT_EQ(mib("red")->ipMcastRouteTable().size(), 1u);
@@ -152,15 +129,16 @@ TEST_F(AgentTreeTest, AVrfThatLosesAnInputIsWithdrawnAndComesBack) {
 
 TEST_F(AgentTreeTest, TearDownWithdrawsEveryContext) {
   start();
-  registrar_.take();
+  sortedCalls(registrar_);
   tree_.tearDown();
-  EXPECT_EQ(registrar_.take(),
-            (std::vector<std::string>{"-PimMIB()", "-PimMIB(red)", "-ipMRouteStdMIB()",
-                                      "-ipMRouteStdMIB(red)", "-ipMcastMIB()", "-ipMcastMIB(blue6)",
-                                      "-ipMcastMIB(red)"}));
+  EXPECT_EQ(sortedCalls(registrar_),
+            (std::vector<std::string>{
+                "unregister_PimMIB()", "unregister_PimMIB(red)", "unregister_ipMRouteStdMIB()",
+                "unregister_ipMRouteStdMIB(red)", "unregister_ipMcastMIB()",
+                "unregister_ipMcastMIB(blue6)", "unregister_ipMcastMIB(red)"}));
   EXPECT_FALSE(tree_.root());
   tree_.tearDown();
-  EXPECT_TRUE(registrar_.take().empty());
+  EXPECT_TRUE(sortedCalls(registrar_).empty());
 }
 
 }  // namespace
