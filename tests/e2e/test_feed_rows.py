@@ -45,29 +45,19 @@ def main():
         e.wait_tables(env, feed, "", {"ipMRouteTable": 1, "ipMcastRouteTable": 1,
                                       "pimNeighborTable": 3})
         e.wait_tables(env, feed, "red", {"ipMcastRouteTable": 1})
+        # Which rows each table holds; the values in them, column by column, are checked by
+        # name against the demo document in test_mib_names.
         w = snapshot(env, port, **default)
         pim = w[e.PIM_MIB]
-        intf = columns(pim, PIM_INTF)
-        check_eq(set(intf[2]), {"1", "2", "3"}, "default pimInterfaceTable rows")
-        check_eq(intf[2], {"1": "10.0.1.1", "2": "10.0.2.1", "3": "10.0.3.1"},
-                 "pimInterfaceAddress")
-        check_eq(set(intf[3].values()), {"255.255.255.0"}, "pimInterfaceNetMask")
-        check_eq(set(intf[4].values()), {2}, "pimInterfaceMode (sparse)")
-        check_eq(intf[5]["1"], "10.0.1.2", "pimInterfaceDR of Ethernet1")
-        nbr = columns(pim, PIM_NBR)
-        check_eq(nbr[2], {"10.0.1.2": 1, "10.0.1.3": 1, "10.0.2.2": 2}, "pimNeighborIfIndex")
-        check_eq(set(columns(pim, PIM_MROUTE)[5]),
-                 {mroute_index("10.0.1.10", "239.1.1.1")}, "pimIpMRouteTable rows")
+        r1 = mroute_index("10.0.1.10", "239.1.1.1")
+        m1 = mcast_index("10.0.1.10", "239.1.1.1")
+        check_eq(set(columns(pim, PIM_INTF)[2]), {"1", "2", "3"}, "default pimInterfaceTable rows")
+        check_eq(columns(pim, PIM_NBR)[2], {"10.0.1.2": 1, "10.0.1.3": 1, "10.0.2.2": 2},
+                 "pimNeighborIfIndex")
+        check_eq(set(columns(pim, PIM_MROUTE)[5]), {r1}, "pimIpMRouteTable rows")
 
         ipmr = w[e.IPMROUTE_MIB]
-        route = columns(ipmr, IPMR_ROUTE)
-        r1 = mroute_index("10.0.1.10", "239.1.1.1")
-        check_eq(set(route[4]), {r1}, "ipMRouteTable rows")
-        check_eq(route[4][r1], "10.0.1.2", "ipMRouteUpstreamNeighbor")
-        check_eq(route[5][r1], 1, "ipMRouteInIfIndex")
-        check_eq(route[8][r1], 100, "ipMRoutePkts")
-        check_eq(route[10][r1], 150000, "ipMRouteOctets")
-        check_eq(route[16][r1], 150000, "ipMRouteHCOctets")
+        check_eq(set(columns(ipmr, IPMR_ROUTE)[4]), {r1}, "ipMRouteTable rows")
         nh = columns(ipmr, IPMR_NEXTHOP)
         check_eq({i.split(".")[12] for i in nh[6]}, {"2", "3"}, "ipMRouteNextHopIfIndex values")
         check_eq(set(nh[6].values()), {2}, "ipMRouteNextHopState (forwarding)")
@@ -75,13 +65,7 @@ def main():
         check_eq(ipmr[IPMR_COUNT][1], 1, "ipMRouteEntryCount")
 
         mc = w[e.IPMCAST_MIB]
-        mroute = columns(mc, MC_ROUTE)
-        m1 = mcast_index("10.0.1.10", "239.1.1.1")
-        check_eq(set(mroute[9]), {m1}, "ipMcastRouteTable rows")
-        check_eq(mroute[8][m1], e.inet_hex("10.0.1.2"), "ipMcastRouteUpstreamNeighbor")
-        check_eq(mroute[9][m1], 1, "ipMcastRouteInIfIndex")
-        check_eq(mroute[19][m1], 100, "ipMcastRoutePkts")
-        check_eq(mroute[18][m1], 150000, "ipMcastRouteOctets")
+        check_eq(set(columns(mc, MC_ROUTE)[9]), {m1}, "ipMcastRouteTable rows")
         check_eq(len(columns(mc, MC_NEXTHOP)[10]), 2, "ipMcastRouteNextHopTable rows")
         check_eq(set(columns(mc, MC_INTF)[5]), {"1.1", "1.2", "1.3"}, "ipMcastInterfaceTable rows")
         check_eq(mc[MC_COUNT][1], 1, "ipMcastRouteEntryCount")
@@ -115,11 +99,7 @@ def main():
         r2 = mroute_index("10.0.2.20", "239.2.2.2")
         route = columns(w[e.IPMROUTE_MIB], IPMR_ROUTE)
         check_eq(set(route[4]), {r1, r2}, "ipMRouteTable rows after adding a route")
-        check_eq(route[4][r2], "10.0.2.2", "new route's upstream neighbor")
-        check_eq(route[5][r2], 2, "new route's incoming ifIndex")
-        check_eq(route[8][r1], 250, "ipMRoutePkts after a counter patch")
-        check_eq(route[16][r1], 300000, "ipMRouteHCOctets after a counter patch")
-        check_eq(route[8][r2], 7, "new route's packets")
+        check_eq(route[8], {r1: 250, r2: 7}, "ipMRoutePkts after a counter patch")
         mroute = columns(w[e.IPMCAST_MIB], MC_ROUTE)
         check_eq(set(mroute[9]), {m1, mcast_index("10.0.2.20", "239.2.2.2")},
                  "ipMcastRouteTable rows after adding a route")
