@@ -14,7 +14,7 @@
 namespace Routing::Pim::Snmp {
 
 // ipMRouteInterfaceTable row.
-class IpMRouteInterfaceEntry : public StoreRow {
+class IpMRouteInterfaceEntry final : public StoreRow<IpMRouteInterfaceEntry> {
  public:
   // No TTL threshold: every datagram may be forwarded (the MIB's documented default).
   static constexpr int32_t kTtl = 0;
@@ -37,7 +37,7 @@ class IpMRouteInterfaceEntry : public StoreRow {
 };
 
 // ipMcastInterfaceTable row.
-class IpMcastInterfaceEntry : public StoreRow {
+class IpMcastInterfaceEntry final : public StoreRow<IpMcastInterfaceEntry> {
  public:
   // No TTL threshold (the MIB's default).
   static constexpr int32_t kTtl = 0;

@@ -13,7 +13,7 @@
 namespace Routing::Pim::Snmp {
 
 // pimComponentTable row (the agent makes only component 1).
-class PimComponentEntry : public StoreRow {
+class PimComponentEntry final : public StoreRow<PimComponentEntry> {
  public:
   static constexpr int32_t kRowStatusActive = 1;
   // Advertised whenever a candidate RP is configured, whatever the configured interval.

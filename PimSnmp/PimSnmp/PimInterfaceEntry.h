@@ -15,7 +15,7 @@ namespace Routing::Pim::Snmp {
 
 // pimInterfaceTable row. Every column but the key reads the live interface record; a missing
 // record reads as zeros (addresses as 0.0.0.0, the id as the empty id).
-class PimInterfaceEntry : public StoreRow {
+class PimInterfaceEntry final : public StoreRow<PimInterfaceEntry> {
  public:
   static constexpr int32_t kRowStatusActive = 1;
 

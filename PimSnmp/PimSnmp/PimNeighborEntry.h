@@ -12,7 +12,7 @@
 namespace Routing::Pim::Snmp {
 
 // pimNeighborTable row. interfaceIndex and mode are set by the writer when it makes the row.
-class PimNeighborEntry : public StoreRow {
+class PimNeighborEntry final : public StoreRow<PimNeighborEntry> {
  public:
   PimNeighborEntry(const Lanet::IpGenAddr& address, Ent::Ptr<const Neighbor> neighbor)
       : address_(address), neighbor_(std::move(neighbor)) {}

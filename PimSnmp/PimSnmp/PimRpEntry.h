@@ -16,7 +16,7 @@
 namespace Routing::Pim::Snmp {
 
 // pimRPSetTable row. Hold and expiry times are shown only for RPs learnt from the BSR.
-class PimRPSetEntry : public StoreRow {
+class PimRPSetEntry final : public StoreRow<PimRPSetEntry> {
  public:
   PimRPSetEntry(const PimRPSetEntryIndex& index, RpType rpType, Ent::Ptr<const RpCandidate> rp)
       : index_(index), rpType_(rpType), rp_(std::move(rp)) {}
@@ -40,7 +40,7 @@ class PimRPSetEntry : public StoreRow {
 };
 
 // pimCandidateRPTable row.
-class PimCandidateRPEntry : public StoreRow {
+class PimCandidateRPEntry final : public StoreRow<PimCandidateRPEntry> {
  public:
   static constexpr int32_t kRowStatusActive = 1;
 

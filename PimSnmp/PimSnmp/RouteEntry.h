@@ -26,8 +26,9 @@ namespace Routing::Pim::Snmp {
 
 class PimMib;
 
-// Columns shared by the IPMROUTE-STD-MIB and IP-MCAST-MIB route rows.
-class RouteEntryBase : public StoreRow {
+// Columns shared by the IPMROUTE-STD-MIB and IP-MCAST-MIB route rows. Not counted itself: each
+// row type adds its own StoreRow.
+class RouteEntryBase {
  public:
   using Route = SparseMode::Route;
   using FibRoute = ::Shtab::Multicast::Fib::Route;
@@ -64,6 +65,9 @@ class RouteEntryBase : public StoreRow {
   void fibRouteIs(const FibRoute* entry) { fibRoute_ = entry ? entry : &kNoFibRoute; }
   void fibRouteDel() { fibRoute_ = nullptr; }
 
+ protected:
+  ~RouteEntryBase() = default;
+
  private:
   template <class, class>
   friend class StoreTable;
@@ -78,7 +82,7 @@ class RouteEntryBase : public StoreRow {
 };
 
 // ipMRouteTable row (IPv4 only).
-class IpMRouteEntry : public RouteEntryBase {
+class IpMRouteEntry final : public StoreRow<IpMRouteEntry>, public RouteEntryBase {
  public:
   IpMRouteEntry(const PimIpMrouteEntryIndex& index, Ent::Ptr<const Route> route,
                 Ent::Ptr<const IntfSnmp::IfMib> ifMib)
@@ -99,7 +103,7 @@ class IpMRouteEntry : public RouteEntryBase {
 
 // ipMcastRouteTable row. Also remembers the route's IP-MCAST next hops (`nextHopIndex`), so
 // that the writer can remove them with the route.
-class IpMcastRouteEntry : public RouteEntryBase {
+class IpMcastRouteEntry final : public StoreRow<IpMcastRouteEntry>, public RouteEntryBase {
   // A member keeps only what differs from the row's own index (its next-hop address is the
   // group); the rest is rebuilt on read.
   struct NextHop {
@@ -191,7 +195,7 @@ class IpMcastRouteEntry : public RouteEntryBase {
 };
 
 // pimIpMRouteTable row (IPv4 only).
-class PimIpMrouteEntry : public StoreRow {
+class PimIpMrouteEntry final : public StoreRow<PimIpMrouteEntry> {
  public:
   using Route = SparseMode::Route;
 

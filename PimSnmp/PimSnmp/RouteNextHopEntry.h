@@ -17,18 +17,22 @@ namespace Routing::Pim::Snmp {
 
 // The forwarding state of an IPMROUTE-STD-MIB or IP-MCAST-MIB next hop. Immutable: the
 // writer replaces the row to change it.
-class RouteNextHopEntryBase : public StoreRow {
+template <class Row>
+class RouteNextHopEntryBase : public StoreRow<Row> {
  public:
   explicit RouteNextHopEntryBase(NextHopState state) : state_(state) {}
   NextHopState state() const { return state_; }
   auto inputs() const { return std::tie(state_); }
+
+ protected:
+  ~RouteNextHopEntryBase() = default;
 
  private:
   const NextHopState state_;
 };
 
 // ipMRouteNextHopTable row (IPv4 only).
-class IpMRouteNextHopEntry : public RouteNextHopEntryBase {
+class IpMRouteNextHopEntry final : public RouteNextHopEntryBase<IpMRouteNextHopEntry> {
  public:
   IpMRouteNextHopEntry(const PimIpMrouteNextHopEntryIndex& index, NextHopState state)
       : RouteNextHopEntryBase(state), index_(index) {}
@@ -41,7 +45,7 @@ class IpMRouteNextHopEntry : public RouteNextHopEntryBase {
 };
 
 // ipMcastRouteNextHopTable row.
-class IpMcastRouteNextHopEntry : public RouteNextHopEntryBase {
+class IpMcastRouteNextHopEntry final : public RouteNextHopEntryBase<IpMcastRouteNextHopEntry> {
  public:
   IpMcastRouteNextHopEntry(const IpMcastRouteNextHopEntryIndex& index, NextHopState state)
       : RouteNextHopEntryBase(state), index_(index) {}
@@ -58,7 +62,7 @@ class IpMcastRouteNextHopEntry : public RouteNextHopEntryBase {
 
 // pimIpMRouteNextHopTable row (IPv4 only): a forwarding interface of a route, with the
 // interface's live (S,G,I) state.
-class PimIpMrouteNextHopEntry : public StoreRow {
+class PimIpMrouteNextHopEntry final : public StoreRow<PimIpMrouteNextHopEntry> {
  public:
   // pimIpMRouteNextHopPruneReason values.
   static constexpr uint32_t kPruneReasonPrune = 2;
