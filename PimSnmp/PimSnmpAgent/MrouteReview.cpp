@@ -49,16 +49,16 @@ void MrouteSm::doMrouteReview() {
   }
   while (it != route_.end()) {
     // handleMroute never removes a route reactor, so the iterator stays valid.
-    const RouteKey key = it->first;
-    if (!it->second->reviewed_) {
+    const RouteKey key = it->key();
+    if (!it->reviewed_) {
       TRACE8("Reviewing route {}", key);
-      reviewedIs(*it->second, true);
+      reviewedIs(const_cast<RxRoute&>(*it), true);
       handleMroute(key);
     }
     ++it;
     if (now() >= start + reviewQuantum_) {
       if (it == route_.end()) break;
-      reviewBookmark_ = it->first;
+      reviewBookmark_ = it->key();
       TRACE8("{}: Suspending review at: {}", fmt::ptr(this), reviewBookmark_);
       reviewTimer_->doUpdateNextReviewImmediately();
       return;

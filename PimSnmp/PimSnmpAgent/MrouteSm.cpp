@@ -45,7 +45,7 @@ MrouteSm::~MrouteSm() {
   // Rows stay in the store; only the followers go, and none of them may act meanwhile.
   isDeletingIs(true);
   // Nothing keeps the rows' FIB entries current from here on.
-  for (const auto& [key, rx] : route_) fibRouteUnbind(key);
+  for (const RxRoute& rx : route_) fibRouteUnbind(rx.key());
   clock_.reset();
   reviewTimer_.reset();
   timer_.reset();
@@ -199,7 +199,7 @@ void MrouteSm::RxRouteIntf::handleForward() {
 
 MrouteSm::RxRoute* MrouteSm::routeFind(const RouteKey& key) const {
   auto it = route_.find(key);
-  return it == route_.end() ? nullptr : it->second.get();
+  return it == route_.end() ? nullptr : const_cast<RxRoute*>(&*it);
 }
 
 const MrouteSm::RxRoute* MrouteSm::route(const RouteKey& key) const {
@@ -209,24 +209,24 @@ const MrouteSm::RxRoute* MrouteSm::route(const RouteKey& key) const {
 MrouteSm::RxRoute& MrouteSm::routeIs(Ent::Ptr<const SparseMode::Route> route) {
   const RouteKey& key = route->key();
   auto it = route_.lower_bound(key);
-  if (it != route_.end() && it->first == key) {
-    RxRoute& rx = *it->second;
+  if (it != route_.end() && it->key() == key) {
+    RxRoute& rx = *it;
     // A new record under the same key replaces the old one.
     if (rx.notifier() != route.get()) rx.routeSync(std::move(route));
     return rx;
   }
-  return *route_.emplace_hint(it, key, std::make_unique<RxRoute>(this, std::move(route)))->second;
+  return *route_.insert_before(it, *new RxRoute(this, std::move(route)));
 }
 
 void MrouteSm::routeDel(const RouteKey& key) {
   auto it = route_.find(key);
   if (it == route_.end()) return;
-  reviewedIs(*it->second, false);
-  route_.erase(it);
+  reviewedIs(*it, false);
+  route_.erase_and_dispose(it, std::default_delete<RxRoute>());
 }
 
 void MrouteSm::routeDelAll() {
-  route_.clear();
+  route_.clear_and_dispose(std::default_delete<RxRoute>());
   reviewedRoutes_ = 0;
 }
 
@@ -252,7 +252,7 @@ void MrouteSm::reviewedIs(RxRoute& rx, bool reviewed) {
 }
 
 void MrouteSm::reviewedRouteDelAll() {
-  for (auto& [key, rx] : route_) rx->reviewed_ = false;
+  for (RxRoute& rx : route_) rx.reviewed_ = false;
   reviewedRoutes_ = 0;
 }
 

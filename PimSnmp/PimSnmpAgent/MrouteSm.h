@@ -2,12 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
+
+#include <boost/intrusive/set.hpp>
 
 #include "PimSnmp/PimSnmp/PimMib.h"
 #include "platform/Clock/Clock.h"
@@ -84,8 +85,11 @@ class MrouteSm : public Ent::Entity {
     RxRoute* owner_;
   };
 
+  // Links a route reactor into the machine's tree of them (no separate map node per route).
+  using RouteHook = boost::intrusive::set_base_hook<boost::intrusive::optimize_size<true>>;
+
   // Follows one sparse-mode route: its interfaces and its upstream information.
-  class RxRoute : public Ent::ReactorOf<SparseMode::Route> {
+  class RxRoute : public Ent::ReactorOf<SparseMode::Route>, public RouteHook {
    public:
     RxRoute(MrouteSm* owner, Ent::Ptr<const SparseMode::Route> route);
     const RouteKey& key() const { return notifier()->key(); }
@@ -237,9 +241,15 @@ class MrouteSm : public Ent::Entity {
    private:
     MrouteSm* owner_;
   };
-  // Route reactors by their route's key. The key sits in the map node: a descent reads one
-  // node per level instead of reaching through the reactor to the route record.
-  using RouteMap = std::map<RouteKey, std::unique_ptr<RxRoute>>;
+  // Route reactors by their route's key, read from the followed record: a reactor per route is
+  // the largest cost of this machine, and a copy of the key in each would add a third to it.
+  struct RouteKeyOf {
+    using type = RouteKey;
+    const RouteKey& operator()(const RxRoute& rx) const { return rx.key(); }
+  };
+  using RouteMap = boost::intrusive::set<RxRoute, boost::intrusive::base_hook<RouteHook>,
+                                         boost::intrusive::key_of_value<RouteKeyOf>,
+                                         boost::intrusive::constant_time_size<true>>;
 
   RxRoute* routeFind(const RouteKey& key) const;
   void reviewedIs(RxRoute& rx, bool reviewed);

@@ -95,21 +95,17 @@ class Reactor {
   Ptr<const Entity> notifier_;
 };
 
-// A reactor that knows its notifier's type: the base of every `Rx...` class.
+// A reactor that knows its notifier's type: the base of every `Rx...` class. The typed
+// notifier is a cast of the untyped one, not a second pointer: there is a reactor per route
+// interface, and 8 bytes decide its allocation size.
 template <class T>
 class ReactorOf : public Reactor {
  public:
   ReactorOf() = default;
-  explicit ReactorOf(Ptr<const T> n) : Reactor(Ptr<const Entity>(n.get())), typed_(n.get()) {}
+  explicit ReactorOf(Ptr<const T> n) : Reactor(Ptr<const Entity>(n.get())) {}
 
-  const T* notifier() const { return typed_; }
-  void notifierIs(Ptr<const T> n) {
-    typed_ = n.get();
-    Reactor::notifierIs(Ptr<const Entity>(n.get()));
-  }
-
- private:
-  const T* typed_ = nullptr;
+  const T* notifier() const { return static_cast<const T*>(notifierEntity()); }
+  void notifierIs(Ptr<const T> n) { Reactor::notifierIs(Ptr<const Entity>(n.get())); }
 };
 
 }  // namespace Ent
