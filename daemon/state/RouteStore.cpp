@@ -1,6 +1,12 @@
 #include "daemon/state/RouteStore.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <stdexcept>
+#include <tuple>
 #include <utility>
 
 #include "daemon/state/Description.h"
@@ -37,6 +43,42 @@ Json::object_t* objectOf(Json* j) {
 
 }  // namespace
 
+RouteStore::RouteStore(const RouteStore& other) {
+  try {
+    for (const Entry& e : other.entries_) entries_.push_back(*newEntry(e.bytes()));
+  } catch (...) {
+    entries_.clear_and_dispose(deleteEntry);
+    throw;
+  }
+}
+
+RouteStore& RouteStore::operator=(RouteStore other) {
+  entries_.swap(other.entries_);
+  return *this;
+}
+
+RouteStore::~RouteStore() {
+  entries_.clear_and_dispose(deleteEntry);
+}
+
+RouteStore::Entry* RouteStore::newEntry(std::string_view bytes) {
+  if (bytes.size() > UINT32_MAX) throw std::length_error("route entry too long");
+  // Where the bytes start, right after `size` (the hook makes offsetof unusable).
+  static const size_t offset = [] {
+    const Entry probe;
+    return static_cast<size_t>(probe.data() - reinterpret_cast<const char*>(&probe));
+  }();
+  auto* e = new (::operator new(std::max(sizeof(Entry), offset + bytes.size()))) Entry;
+  e->size = static_cast<uint32_t>(bytes.size());
+  std::memcpy(const_cast<char*>(e->data()), bytes.data(), bytes.size());
+  return e;
+}
+
+void RouteStore::deleteEntry(Entry* e) {
+  e->~Entry();
+  ::operator delete(e);
+}
+
 void RouteStore::take(Json* routes, Json* fibRoutes) {
   Json::object_t* r = objectOf(routes);
   Json::object_t* f = objectOf(fibRoutes);
@@ -62,14 +104,14 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
     if (route != nullptr && route->is_null()) route = nullptr;
     if (fibRoute != nullptr && fibRoute->is_null()) fibRoute = nullptr;
     if (route != nullptr || fibRoute != nullptr) {
-      const size_t before = entries_.size();
-      hint = entries_.insert(hint, entry(key, route, fibRoute));
-      if (entries_.size() == before) {
+      Entries::insert_commit_data commit;
+      auto [at, fresh] = entries_.insert_check(hint, key, commit);
+      if (!fresh) {
         // Never meant to happen (a key is in the tree or here, not both); the tree is newer.
-        hint = entries_.erase(hint);
-        hint = entries_.insert(hint, entry(key, route, fibRoute));
+        hint = entries_.erase_and_dispose(at, deleteEntry);
+        std::tie(at, fresh) = entries_.insert_check(hint, key, commit);
       }
-      ++hint;
+      hint = std::next(entries_.insert_commit(*newEntry(entry(key, route, fibRoute)), commit));
     }
     if (rLeft && key == ri->first) ++ri;
     if (fLeft && key == fi->first) ++fi;
@@ -78,8 +120,8 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
   if (f != nullptr) f->clear();
 }
 
-void RouteStore::unpackInto(const std::string& e, Json* routes, Json* fibRoutes) {
-  const std::string_view key = keyOf(e);
+void RouteStore::unpackInto(std::string_view e, Json* routes, Json* fibRoutes) {
+  const std::string_view key(e.data());
   std::string_view rest(e);
   rest.remove_prefix(key.size() + 1);
   const auto parts = static_cast<uint8_t>(rest.front());
@@ -101,17 +143,17 @@ void RouteStore::unpackInto(const std::string& e, Json* routes, Json* fibRoutes)
 void RouteStore::give(std::string_view key, Json* routes, Json* fibRoutes) {
   auto it = entries_.find(key);
   if (it == entries_.end()) return;
-  unpackInto(*it, routes, fibRoutes);
-  entries_.erase(it);
+  unpackInto(it->bytes(), routes, fibRoutes);
+  entries_.erase_and_dispose(it, deleteEntry);
 }
 
 void RouteStore::giveAll(Json* routes, Json* fibRoutes) {
   copyTo(routes, fibRoutes);
-  entries_.clear();
+  entries_.clear_and_dispose(deleteEntry);
 }
 
 void RouteStore::copyTo(Json* routes, Json* fibRoutes) const {
-  for (const std::string& e : entries_) unpackInto(e, routes, fibRoutes);
+  for (const Entry& e : entries_) unpackInto(e.bytes(), routes, fibRoutes);
 }
 
 }  // namespace PimSnmpd

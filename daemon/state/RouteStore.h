@@ -5,9 +5,11 @@
 // moves into its JSON tree only those an update touches, for the time of the update.
 
 #include <cstddef>
-#include <set>
+#include <cstdint>
 #include <string>
 #include <string_view>
+
+#include <boost/intrusive/set.hpp>
 
 #include "daemon/state/Json.h"
 
@@ -15,6 +17,12 @@ namespace PimSnmpd {
 
 class RouteStore {
  public:
+  RouteStore() = default;
+  RouteStore(const RouteStore& other);
+  RouteStore(RouteStore&&) = default;
+  RouteStore& operator=(RouteStore other);
+  ~RouteStore();
+
   bool empty() const { return entries_.empty(); }
   size_t size() const { return entries_.size(); }
 
@@ -29,23 +37,27 @@ class RouteStore {
   void copyTo(Json* routes, Json* fibRoutes) const;
 
  private:
-  // An entry is the key's text, a NUL, then the packed parts (see RouteStore.cpp).
-  static std::string_view keyOf(const std::string& entry) { return {entry.c_str()}; }
-  struct KeyLess {
-    using is_transparent = void;
-    bool operator()(const std::string& a, const std::string& b) const {
-      return MemberNameLess()(keyOf(a), keyOf(b));
-    }
-    bool operator()(const std::string& a, std::string_view b) const {
-      return MemberNameLess()(keyOf(a), b);
-    }
-    bool operator()(std::string_view a, const std::string& b) const {
-      return MemberNameLess()(a, keyOf(b));
-    }
+  // An entry is one allocation: its tree links, its length, then its bytes: the key's text, a
+  // NUL and the packed parts (see RouteStore.cpp). A route costs this and nothing else, so
+  // no separate tree node or string buffer.
+  struct Entry : boost::intrusive::set_base_hook<boost::intrusive::optimize_size<true>> {
+    uint32_t size = 0;
+    const char* data() const { return reinterpret_cast<const char*>(&size + 1); }
+    std::string_view bytes() const { return {data(), size}; }
+    std::string_view key() const { return {data()}; }
   };
-  static void unpackInto(const std::string& entry, Json* routes, Json* fibRoutes);
+  struct KeyOf {
+    using type = std::string_view;
+    std::string_view operator()(const Entry& e) const { return e.key(); }
+  };
+  using Entries = boost::intrusive::set<Entry, boost::intrusive::key_of_value<KeyOf>,
+                                        boost::intrusive::compare<MemberNameLess>,
+                                        boost::intrusive::constant_time_size<true>>;
+  static Entry* newEntry(std::string_view bytes);
+  static void deleteEntry(Entry* e);
+  static void unpackInto(std::string_view entry, Json* routes, Json* fibRoutes);
 
-  std::set<std::string, KeyLess> entries_;
+  Entries entries_;
 };
 
 }  // namespace PimSnmpd
