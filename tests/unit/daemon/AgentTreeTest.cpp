@@ -108,25 +108,6 @@ TEST_F(AgentTreeTest, PatchesBecomeRowsAndNeighborLosses) {
   EXPECT_EQ(mib("default")->pimNeighborTable().size(), 2u);
 }
 
-TEST_F(AgentTreeTest, AVrfThatLosesAnInputIsWithdrawnAndComesBack) {
-  start();
-  sortedCalls(registrar_);
-  ASSERT_TRUE(keeper_.applyPatchText(R"({"vrfs":{"red":{"ipv4":{"mfibConfig":null}}}})", "t").ok);
-  EXPECT_EQ(sortedCalls(registrar_),
-            (std::vector<std::string>{"unregister_PimMIB(red)", "unregister_ipMRouteStdMIB(red)",
-                                      "unregister_ipMcastMIB(red)"}));
-  EXPECT_FALSE(mib("red"));
-  ASSERT_TRUE(
-      keeper_.applyPatchText(R"({"vrfs":{"red":{"ipv4":{"mfibConfig":{"routing":true}}}}})", "t")
-          .ok);
-  EXPECT_EQ(sortedCalls(registrar_),
-            (std::vector<std::string>{"init_PimMIB(red)", "init_ipMRouteStdMIB(red)",
-                                      "init_ipMcastMIB(red)"}));
-  clock_->stepTo(clock_->now() + 30);
-  ASSERT_TRUE(mib("red"));
-  EXPECT_EQ(mib("red")->ipMcastRouteTable().size(), 1u);
-}
-
 TEST_F(AgentTreeTest, TearDownWithdrawsEveryContext) {
   start();
   sortedCalls(registrar_);
