@@ -271,10 +271,9 @@ callgrind, 124k before this round and 67k after it):
 - pimsnmpd links jemalloc, which allocates the many small nodes in about half the time and
   leaves the resident size about 13% smaller.
 
-Memory: the store's rows are 1488 bytes per route (see "Route mirroring"); the rest of the
-about 4.1 KB per route is the document itself (nlohmann::json objects for the route and its FIB
-entry), the platform records, the reader's mirrored copy of every route and the agent's
-per-route bookkeeping.
+Memory: where a route's bytes go is counted by `bench/mroute_bench` (store rows, the route
+machine, platform records; see "Route mirroring") and `bench/feed_document_bench` (the packed
+document); the RSS above is what the daemon holds of them under jemalloc.
 """
 
 
