@@ -21,20 +21,21 @@ namespace {
 constexpr uint8_t kHasRoute = 1;
 constexpr uint8_t kHasFibRoute = 2;
 
-std::string entry(std::string_view key, const Json* route, const Json* fibRoute) {
-  std::string out(key);
+// Writes the entry's bytes into `out` and `scratch`, both reused from entry to entry: the
+// entry block copies them once, at their exact size.
+void entryBytes(std::string_view key, const Json* route, const Json* fibRoute, std::string& out,
+                std::string& scratch) {
+  out.assign(key);
   out.push_back('\0');
   out.push_back(static_cast<char>((route != nullptr ? kHasRoute : 0) |
                                   (fibRoute != nullptr ? kHasFibRoute : 0)));
   if (route != nullptr) {
-    std::string packed;
-    Packed::pack(Description::kRouteValue, *route, packed);
-    Packed::putVarint(out, packed.size());
-    out += packed;
+    scratch.clear();
+    Packed::pack(Description::kRouteValue, *route, scratch);
+    Packed::putVarint(out, scratch.size());
+    out += scratch;
   }
   if (fibRoute != nullptr) Packed::pack(Description::kFibRouteValue, *fibRoute, out);
-  out.shrink_to_fit();
-  return out;
 }
 
 Json::object_t* objectOf(Json* j) {
@@ -87,6 +88,8 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
   auto fi = f != nullptr ? f->begin() : Json::object_t::iterator();
   const MemberNameLess less;
   auto hint = entries_.begin();
+  std::string bytes;
+  std::string scratch;
   while ((r != nullptr && ri != r->end()) || (f != nullptr && fi != f->end())) {
     const bool rLeft = r != nullptr && ri != r->end();
     const bool fLeft = f != nullptr && fi != f->end();
@@ -111,7 +114,8 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
         hint = entries_.erase_and_dispose(at, deleteEntry);
         std::tie(at, fresh) = entries_.insert_check(hint, key, commit);
       }
-      hint = std::next(entries_.insert_commit(*newEntry(entry(key, route, fibRoute)), commit));
+      entryBytes(key, route, fibRoute, bytes, scratch);
+      hint = std::next(entries_.insert_commit(*newEntry(bytes), commit));
     }
     if (rLeft && key == ri->first) ++ri;
     if (fLeft && key == fi->first) ++fi;
