@@ -18,6 +18,13 @@ def cpu_seconds(pid):
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
+def kernel_cpu_seconds(pid):
+    """stime of process `pid`, in seconds: the system calls' share of cpu_seconds."""
+    with open(f"/proc/{pid}/stat") as f:
+        fields = f.read().rsplit(")", 1)[1].split()
+    return int(fields[12]) / os.sysconf("SC_CLK_TCK")
+
+
 def write_section(path, title, text):
     """Replaces the '## title' section of `path` (up to the next '## ' heading), or appends
     it; other sections are left as they are."""

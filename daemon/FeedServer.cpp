@@ -118,8 +118,7 @@ void FeedServer::onAccept() {
     auto client = std::make_unique<Client>(maxLine_);
     client->id = id;
     client->fd = fd;
-    if (!poller_.add(fd, EPOLLIN | EPOLLRDHUP,
-                     [this, id](uint32_t events) { onClient(id, events); })) {
+    if (!poller_.add(fd, client->interest, [this, id](uint32_t events) { onClient(id, events); })) {
       ::close(fd);
       continue;
     }
@@ -143,13 +142,18 @@ void FeedServer::onClient(uint64_t id, uint32_t events) {
     size_t budget = kReadBudget;
     char buf[65536];
     while (budget > 0) {
-      const ssize_t n = ::read(c.fd, buf, std::min(sizeof buf, budget));
+      const size_t want = std::min(sizeof buf, budget);
+      const ssize_t n = ::read(c.fd, buf, want);
       if (n > 0) {
         if (!processInput(c, std::string_view(buf, static_cast<size_t>(n)))) {
           drop(id);
           return;
         }
         budget -= static_cast<size_t>(n);
+        // A short read took everything there was: a producer that waits for each reply sends
+        // nothing more until it has one, so asking again would only return EAGAIN. Whatever
+        // arrives later (or the peer's EOF) wakes the poller again.
+        if (static_cast<size_t>(n) < want) break;
         continue;
       }
       if (n == 0) {
@@ -231,7 +235,9 @@ void FeedServer::updateInterest(Client& c) {
   uint32_t events = 0;
   if (!c.eof) events |= EPOLLIN | EPOLLRDHUP;
   if (c.out.size() > c.outOffset) events |= EPOLLOUT;
-  poller_.modify(c.fd, events);
+  // Nearly always unchanged (reading, every reply sent): skip the system call then.
+  if (events == c.interest) return;
+  if (poller_.modify(c.fd, events)) c.interest = events;
 }
 
 void FeedServer::drop(uint64_t id) {

@@ -6,6 +6,8 @@
 // Memory per client is bounded: its input by the longest line, its output by a limit on the
 // replies it leaves unread, past which it is disconnected.
 
+#include <sys/epoll.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -73,7 +75,8 @@ class FeedServer {
     bool eof = false;  // the peer will send nothing more
     std::string out;
     size_t outOffset = 0;
-    size_t largestReply = 0;  // among those in `out`
+    size_t largestReply = 0;                   // among those in `out`
+    uint32_t interest = EPOLLIN | EPOLLRDHUP;  // what the poller watches for
   };
 
   void onAccept();
