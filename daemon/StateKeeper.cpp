@@ -120,7 +120,9 @@ ApplyResult StateKeeper::loadFile(const std::string& path) {
     text.append(chunk.data(), static_cast<size_t>(in.gcount()));
   }
   if (in.bad()) return finish({false, {{"", fmt::format("error reading {}", path)}}}, source);
-  return applyDocumentText(text, source);
+  return finish(
+      guarded([&] { return PimSnmpd::applyTextTaking(document_, std::move(text), state_); }),
+      source);
 }
 
 }  // namespace PimSnmpd

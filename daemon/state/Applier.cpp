@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -9,6 +10,7 @@
 
 #include "daemon/state/Description.h"
 #include "daemon/state/DocumentSchema.h"
+#include "daemon/state/FreeMemory.h"
 #include "daemon/state/Hint.h"
 #include "platform/Clock/Clock.h"
 #include "platform/Lanet/IntfId.h"
@@ -151,8 +153,17 @@ double resolveTime(Json& item, std::string_view name, const Json* oldItem, doubl
 
 class Sync {
  public:
-  Sync(PlatformState& state, double now, const MergeLandings* landings = nullptr)
-      : st_(state), now_(now), landings_(landings) {}
+  // Called with a VRF's name and the family's position in Schema::kFamilies just before that
+  // family's records are brought in line with the new document, and once they are.
+  using FamilyHook = std::function<void(const std::string&, size_t)>;
+  struct FamilyHooks {
+    FamilyHook start;
+    FamilyHook done;
+  };
+
+  Sync(PlatformState& state, double now, const MergeLandings* landings = nullptr,
+       FamilyHooks hooks = {})
+      : st_(state), now_(now), landings_(landings), hooks_(std::move(hooks)) {}
 
   // `oldDoc` is the previous document (without a hint) or what the patch `hint` replaced.
   void run(const Json* oldDoc, Json& newDoc, const Json* hint) {
@@ -321,14 +332,17 @@ class Sync {
   // -- VRFs and families
 
   void vrf(const L3::VrfName& vrf, const Json* o, Json* n, const Json* h) {
-    for (const auto& [name, af] : Schema::kFamilies) {
+    for (size_t i = 0; i < std::size(Schema::kFamilies); ++i) {
+      const auto& [name, af] = Schema::kFamilies[i];
       if (!touched(h, name)) continue;
+      if (hooks_.start) hooks_.start(vrf.str(), i);
       const Json* of = member(o, name);
       if (Json* nf = member(n, name)) {
         family(af, vrf, of, *nf, of != nullptr ? childHint(h, name) : nullptr);
       } else if (of != nullptr) {
         removeFamily(af, vrf);
       }
+      if (hooks_.done) hooks_.done(vrf.str(), i);
     }
   }
 
@@ -836,6 +850,7 @@ class Sync {
   PlatformState& st_;
   const double now_;
   const MergeLandings* landings_;
+  FamilyHooks hooks_;
 };
 
 static_assert(Sync::inputsDescribed());
@@ -843,23 +858,45 @@ static_assert(Sync::inputsDescribed());
 }  // namespace
 
 void apply(Document& current, Document next, PlatformState& state) {
-  // A whole document is diffed in full: both trees need every route.
-  Json& from = DocumentTimes::loosened(current);
-  Json& to = DocumentTimes::loosened(next);
+  // A whole document is diffed in full, one VRF's family at a time: its routes are in both
+  // trees while its records follow them, and packed again right after.
+  const Sync::FamilyHooks hooks{[&](const std::string& vrf, size_t family) {
+                                  current.unsettleScope(vrf, family);
+                                  next.unsettleScope(vrf, family);
+                                },
+                                [&](const std::string& vrf, size_t family) {
+                                  current.settleScope(vrf, family);
+                                  next.settleScope(vrf, family);
+                                }};
   try {
-    Sync(state, Plat::now()).run(&from, to, nullptr);
+    Sync(state, Plat::now(), nullptr, hooks)
+        .run(&DocumentTimes::json(current), DocumentTimes::json(next), nullptr);
   } catch (...) {
     // The records are somewhere between the two documents: diff them back in full.
-    Sync(state, Plat::now()).run(&to, from, nullptr);
+    Sync(state, Plat::now())
+        .run(&DocumentTimes::loosened(next), DocumentTimes::loosened(current), nullptr);
     current.settle();
     throw;
   }
   current = std::move(next);
   current.settle();
+  // What is left of the trees (and of the document's text, freed by now) goes back to the
+  // system.
+  releaseFreeMemory();
 }
 
 ApplyResult applyText(Document& current, std::string_view text, PlatformState& state) {
   ParseResult parsed = Document::parse(text);
+  if (!parsed.document) return {false, std::move(parsed.errors)};
+  apply(current, std::move(*parsed.document), state);
+  return {true, {}};
+}
+
+ApplyResult applyTextTaking(Document& current, std::string text, PlatformState& state) {
+  ParseResult parsed = Document::parse(text);
+  // A state file's text is as large as its tree: gone before the records are built, its pages
+  // serve them.
+  std::string().swap(text);
   if (!parsed.document) return {false, std::move(parsed.errors)};
   apply(current, std::move(*parsed.document), state);
   return {true, {}};

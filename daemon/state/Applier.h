@@ -24,6 +24,7 @@
 // document already advanced and the platform records partly updated; only a restart (re-applying
 // the document to fresh records) is then certain to bring the two back in line.
 
+#include <string>
 #include <string_view>
 
 #include "daemon/state/PlatformState.h"
@@ -40,6 +41,8 @@ struct ApplyResult {
 void apply(Document& current, Document next, PlatformState& state);
 // Parses, validates and applies a whole document text.
 ApplyResult applyText(Document& current, std::string_view text, PlatformState& state);
+// The same, taking the text: it is freed once parsed, before the records are built.
+ApplyResult applyTextTaking(Document& current, std::string text, PlatformState& state);
 
 // Applies an RFC 7396 merge patch. The whole patched document must be valid; validation and
 // the platform changes cost O(size of the patch x log n): only the subtrees the patch touches

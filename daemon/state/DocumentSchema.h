@@ -25,11 +25,17 @@ struct Named {
 };
 
 template <class T, size_t N>
-std::optional<T> valueOf(const Named<T> (&table)[N], std::string_view name) {
-  for (const Named<T>& e : table) {
-    if (e.name == name) return e.value;
+std::optional<size_t> indexOf(const Named<T> (&table)[N], std::string_view name) {
+  for (size_t i = 0; i < N; ++i) {
+    if (table[i].name == name) return i;
   }
   return std::nullopt;
+}
+
+template <class T, size_t N>
+std::optional<T> valueOf(const Named<T> (&table)[N], std::string_view name) {
+  const auto i = indexOf(table, name);
+  return i ? std::optional<T>(table[*i].value) : std::nullopt;
 }
 
 // The two sections of a VRF.

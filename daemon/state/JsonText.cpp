@@ -96,8 +96,9 @@ std::optional<Json> numberValue(std::string_view token) {
 class DomBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DomBuilder> {
  public:
   // `text` is what the reader reads from `buffer`, for the offsets of refusals.
-  DomBuilder(ValidationErrors& errors, std::string_view text, const char* buffer)
-      : errors_(errors), text_(text), buffer_(buffer) {}
+  DomBuilder(ValidationErrors& errors, std::string_view text, const char* buffer,
+             const ObjectDone* done)
+      : errors_(errors), text_(text), buffer_(buffer), done_(done) {}
 
   Json& root() { return root_; }
   // Whether the builder itself stopped the parse (its reason is in the errors).
@@ -119,7 +120,10 @@ class DomBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DomBui
   }
 
   bool StartObject() { return open(Json::object()); }
-  bool EndObject(rapidjson::SizeType) { return close(); }
+  bool EndObject(rapidjson::SizeType) {
+    if (done_ != nullptr && stack_.size() == done_->depth + 1 && errors_.empty()) objectDone();
+    return close();
+  }
   bool StartArray() { return open(Json::array()); }
   bool EndArray(rapidjson::SizeType) { return close(); }
 
@@ -188,10 +192,23 @@ class DomBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DomBui
     return true;
   }
 
+  // The object on top of the stack is complete: its path is the members its ancestors are
+  // reading, when every ancestor is an object.
+  void objectDone() {
+    std::string_view path[kMaxJsonDepth];
+    for (size_t i = 0; i + 1 < stack_.size(); ++i) {
+      if (!stack_[i].node->is_object()) return;
+      path[i] = stack_[i].member->first;
+    }
+    done_->f(std::span<const std::string_view>(path, stack_.size() - 1), *stack_.back().node,
+             root_);
+  }
+
   bool refused_ = false;
   ValidationErrors& errors_;
   std::string_view text_;
   const char* buffer_;
+  const ObjectDone* done_;
   Json root_;
   std::vector<Frame> stack_;
 };
@@ -212,6 +229,10 @@ bool isAscii(std::string_view text) {
 }  // namespace
 
 JsonParseResult parseJson(std::string_view text) {
+  return parseJson(text, ObjectDone{});
+}
+
+JsonParseResult parseJson(std::string_view text, const ObjectDone& done) {
   JsonParseResult result;
   // The reader works on a NUL-terminated copy, in place: strings are unescaped where they lie,
   // sixteen bytes at a time, and the vector loads may look up to 15 bytes past the end, which
@@ -226,7 +247,7 @@ JsonParseResult parseJson(std::string_view text) {
   buffer.reserve(text.size() + kPadding);
   buffer.append(text);
   buffer.append(kPadding, '\0');
-  DomBuilder builder(result.errors, text, buffer.data());
+  DomBuilder builder(result.errors, text, buffer.data(), done.f ? &done : nullptr);
   rapidjson::InsituStringStream in(buffer.data());
   rapidjson::Reader reader;
   // Strict RFC 8259 text: valid UTF-8, one value, no comments, no NaN. Checking UTF-8 costs

@@ -1,13 +1,14 @@
 #include "daemon/state/StateDocument.h"
 
-#include <malloc.h>
-
+#include <map>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "daemon/state/Description.h"
 #include "daemon/state/DocumentSchema.h"
+#include "daemon/state/FreeMemory.h"
 #include "daemon/state/Hint.h"
 #include "daemon/state/MergePatch.h"
 #include "daemon/state/Syntax.h"
@@ -155,9 +156,46 @@ std::optional<Routing::Pim::RouteKey> parseRouteKey(std::string_view text, Addre
 Document::Document() : json_(Json::object()) {}
 
 ParseResult Document::parse(std::string_view text) {
-  JsonParseResult parsed = parseJson(text);
+  // A VRF's family is checked and its routes packed as soon as it is read, so that a document
+  // of a million routes is never a tree of a million routes: each family's tree is freed for
+  // the next one to reuse. Its routes look interfaces up in /interfaces, so this needs
+  // /interfaces read first (as a dump writes it); otherwise, and for a family with errors,
+  // the routes stay in the tree for the whole-document check below, which then reports every
+  // error where it is.
+  std::map<Scope, RouteStore> packed;
+  RefCounts refs;
+  const ObjectDone familyDone{
+      3, [&](std::span<const std::string_view> path, Json& family, const Json& root) {
+        const auto index = Schema::indexOf(Schema::kFamilies, path[2]);
+        if (path[0] != "vrfs" || !index || member(&root, "interfaces") == nullptr) return;
+        Json* routes = member(&family, "routes");
+        Json* fibRoutes = member(member(&family, "fib"), "routes");
+        if (routes != nullptr && !routes->is_object()) routes = nullptr;
+        if (fibRoutes != nullptr && !fibRoutes->is_object()) fibRoutes = nullptr;
+        if (routes == nullptr && fibRoutes == nullptr) return;
+        // Touches the family's routes and FIB routes, and nothing else.
+        Json scope = Json::object();
+        if (routes != nullptr) scope["routes"] = nullptr;
+        if (fibRoutes != nullptr) scope["fib"]["routes"] = nullptr;
+        Json hint;
+        hint["vrfs"][std::string(path[1])][std::string(path[2])] = std::move(scope);
+        ValidationErrors errors;
+        validateTouched(root, &hint, nullptr, errors);
+        if (!errors.empty()) return;
+        countRefs(root, &hint, 1, refs);
+        packed[Scope(std::string(path[1]), *index)].take(routes, fibRoutes);
+      }};
+  JsonParseResult parsed = parseJson(text, familyDone);
   if (!parsed.value) return {std::nullopt, std::move(parsed.errors)};
-  return fromJson(std::move(*parsed.value));
+  // What is still in the tree: everything but the packed routes.
+  Json& json = *parsed.value;
+  ValidationErrors errors = validate(json);
+  if (!errors.empty()) return {std::nullopt, std::move(errors)};
+  countRefs(json, nullptr, 1, refs);
+  Document document(std::move(json), std::move(refs));
+  document.packed_ = std::move(packed);
+  document.settle();
+  return {std::move(document), {}};
 }
 
 ParseResult Document::fromJson(Json json) {
@@ -360,34 +398,47 @@ Json Document::json() const {
   return out;
 }
 
+size_t Document::packScope(const std::string& vrf, size_t family) {
+  Json* f = familyOf(json_, vrf, family);
+  Json* routes = routesOf(f);
+  Json* fibRoutes = fibRoutesOf(f);
+  const size_t n =
+      (routes != nullptr ? routes->size() : 0) + (fibRoutes != nullptr ? fibRoutes->size() : 0);
+  auto it = packed_.find(Scope(vrf, family));
+  if (n > 0) {
+    if (it == packed_.end()) it = packed_.emplace(Scope(vrf, family), RouteStore()).first;
+    it->second.take(routes, fibRoutes);
+  }
+  if (it != packed_.end() && (f == nullptr || it->second.empty())) packed_.erase(it);
+  return n;
+}
+
+void Document::settleScope(const std::string& vrf, size_t family) {
+  packScope(vrf, family);
+}
+
+void Document::unsettleScope(const std::string& vrf, size_t family) {
+  auto it = packed_.find(Scope(vrf, family));
+  if (it == packed_.end()) return;
+  Json* f = familyOf(json_, vrf, family);
+  it->second.giveAll(routesOf(f), fibRoutesOf(f));
+  packed_.erase(it);
+}
+
 void Document::settle() {
   size_t packed = 0;
-  auto pack = [&](const std::string& vrf, size_t family) {
-    Json* f = familyOf(json_, vrf, family);
-    Json* routes = routesOf(f);
-    Json* fibRoutes = fibRoutesOf(f);
-    const size_t n =
-        (routes != nullptr ? routes->size() : 0) + (fibRoutes != nullptr ? fibRoutes->size() : 0);
-    auto it = packed_.find(Scope(vrf, family));
-    if (n > 0) {
-      if (it == packed_.end()) it = packed_.emplace(Scope(vrf, family), RouteStore()).first;
-      it->second.take(routes, fibRoutes);
-      packed += n;
-    }
-    if (it != packed_.end() && (f == nullptr || it->second.empty())) packed_.erase(it);
-  };
   if (allLoose_) {
     if (const Json* vrfs = member(&json_, "vrfs")) {
       for (const auto& [vrf, ignored] : vrfs->items()) {
-        for (size_t i = 0; i < std::size(Schema::kFamilies); ++i) pack(vrf, i);
+        for (size_t i = 0; i < std::size(Schema::kFamilies); ++i) packed += packScope(vrf, i);
       }
     }
   } else {
-    for (const auto& [vrf, family] : loose_) pack(vrf, family);
+    for (const auto& [vrf, family] : loose_) packed += packScope(vrf, family);
   }
   allLoose_ = false;
   loose_.clear();
-  if (packed >= kTrimAfter) malloc_trim(0);
+  if (packed >= kTrimAfter) releaseFreeMemory();
 }
 
 void Document::loosenAll() {

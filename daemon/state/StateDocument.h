@@ -7,8 +7,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -51,6 +53,15 @@ struct JsonParseResult {
 // name that occurs twice in one object is reported at its path (JSON parsers disagree on which
 // one wins, so the text is refused rather than guessed at).
 JsonParseResult parseJson(std::string_view text);
+
+// Called by the parse as each object `depth` members below the root is complete: `path` holds
+// the member names leading to it, `root` the document so far. It may change the object (take
+// members out of it, say), which lets a large document be consumed while it is read.
+struct ObjectDone {
+  size_t depth = 0;
+  std::function<void(std::span<const std::string_view> path, Json& object, const Json& root)> f;
+};
+JsonParseResult parseJson(std::string_view text, const ObjectDone& done);
 
 // Checks a whole document; empty when it is valid.
 ValidationErrors validate(const Json& doc);
@@ -97,6 +108,13 @@ class Document {
   // them. Packs every route that is in the tree; the applier calls this when an update is
   // done, and mergePatch before it starts one.
   void settle();
+  // Packs the routes of one VRF's family (Schema::kFamilies[family]) that are in the tree: a
+  // whole-document apply calls this as each family's records are done, so that a large
+  // document never holds every route both as a tree and as records, and the records reuse the
+  // tree's memory as it goes.
+  void settleScope(const std::string& vrf, size_t family);
+  // Moves the scope's packed routes into the tree, for the time its records are updated.
+  void unsettleScope(const std::string& vrf, size_t family);
 
   // Applies an RFC 7396 merge patch when the patched document is valid, checking only what the
   // patch touches (plus the references to what it removes). Returns the errors and leaves the
@@ -139,6 +157,8 @@ class Document {
   void loosenScope(const std::string& vrf, size_t family, const Json* familyPatch);
   // Every packed route moves into the tree.
   void loosenAll();
+  // Packs what of the scope is in the tree; returns how many routes that was.
+  size_t packScope(const std::string& vrf, size_t family);
 
   Json json_;
   RefCounts refs_;

@@ -1,7 +1,9 @@
 // The packed form of routes: exact round trips, including the values only MessagePack can
 // keep, and a document whose routes are packed between updates reads as if they never were.
 
+#include <algorithm>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -9,6 +11,7 @@
 #include "daemon/state/Packed.h"
 #include "daemon/state/RouteStore.h"
 #include "daemon/state/StateDocument.h"
+#include "tests/unit/state_doc/StateDocTestUtil.h"
 
 namespace {
 
@@ -139,6 +142,47 @@ TEST(PackedTest, PackedDocumentReadsAsTheWholeTree) {
       doc.mergePatch(Json::parse(R"({"vrfs": {"red": {"ipv4": {"routes": {}}}}})")).empty());
   doc.settle();
   EXPECT_EQ(doc.json()["vrfs"]["red"], Json::parse(R"({"ipv4": {"routes": {}}})"));
+}
+
+// Reading a document packs each VRF family's routes as soon as the family is read (when
+// /interfaces came first); what it yields must not depend on that: the same document, the same
+// reference counts and the same errors as checking the whole tree at once.
+TEST(PackedTest, ReadingPacksAsItGoesYetYieldsTheWholeDocument) {
+  Json demo = Json::parse(StateDocTest::readFile("examples/demo-state.json"));
+  demo.erase("$schema");
+  // A dump writes /interfaces first; a hand-written file may not.
+  const std::string interfacesFirst = demo.dump();
+  const std::string interfacesLast =
+      R"({"vrfs":)" + demo["vrfs"].dump() + R"(,"interfaces":)" + demo["interfaces"].dump() + "}";
+  for (const std::string& text : {interfacesFirst, interfacesLast}) {
+    PimSnmpd::ParseResult read = PimSnmpd::Document::parse(text);
+    PimSnmpd::ParseResult whole = PimSnmpd::Document::fromJson(demo);
+    ASSERT_TRUE(read.ok()) << StateDocTest::describe(read.errors);
+    ASSERT_TRUE(whole.ok());
+    EXPECT_EQ(read.document->json(), whole.document->json());
+    EXPECT_EQ(read.document->refCounts(), whole.document->refCounts());
+  }
+
+  // Errors in the routes of one family and elsewhere: every one is reported, at its place.
+  Json bad = demo;
+  Json& vrf = bad["vrfs"].begin().value();
+  Json& family = vrf.begin().value();
+  ASSERT_FALSE(family["routes"].empty());
+  Json& route = family["routes"].begin().value();
+  route["upstream"]["interface"] = "NoSuchIntf";
+  route["bogus"] = 1;
+  bad["interfaces"].begin().value()["ifIndex"] = -1;
+  auto sorted = [](PimSnmpd::ValidationErrors errors) {
+    std::sort(errors.begin(), errors.end(), [](const auto& a, const auto& b) {
+      return std::tie(a.path, a.reason) < std::tie(b.path, b.reason);
+    });
+    return errors;
+  };
+  const PimSnmpd::ValidationErrors expected = sorted(PimSnmpd::validate(bad));
+  ASSERT_EQ(expected.size(), 3u) << StateDocTest::describe(expected);
+  const PimSnmpd::ParseResult refused = PimSnmpd::Document::parse(bad.dump());
+  EXPECT_FALSE(refused.ok());
+  EXPECT_EQ(sorted(refused.errors), expected) << StateDocTest::describe(refused.errors);
 }
 
 }  // namespace
