@@ -12,9 +12,8 @@ namespace PimSnmpd::Hint {
 
 // `obj[name]` when `obj` is an object holding a non-null `name`.
 inline const Json* member(const Json* obj, std::string_view name) {
-  if (obj == nullptr || !obj->is_object()) return nullptr;
-  auto it = obj->find(name);
-  return it == obj->end() || it->is_null() ? nullptr : &*it;
+  const Json* v = findMember(obj, name);
+  return v == nullptr || v->is_null() ? nullptr : v;
 }
 inline Json* member(Json* obj, std::string_view name) {
   return const_cast<Json*>(member(static_cast<const Json*>(obj), name));
@@ -22,7 +21,7 @@ inline Json* member(Json* obj, std::string_view name) {
 
 // Whether a walk restricted by `hint` (null: no restriction) visits `name`.
 inline bool touched(const Json* hint, std::string_view name) {
-  return hint == nullptr || hint->contains(name);
+  return hint == nullptr || findMember(hint, name) != nullptr;
 }
 
 // The hint for the subtree under `name`: the patch's object there, or null (visit everything)

@@ -147,9 +147,8 @@ const Json* landedMember(const Json* obj, std::string_view name, const Json* hin
   if (landings != nullptr && hintNode != nullptr) {
     if (const Json* v = landings->find(hintNode)) return v->is_null() ? nullptr : v;
   }
-  if (obj == nullptr || !obj->is_object()) return nullptr;
-  auto it = obj->find(name);
-  return it == obj->end() || it->is_null() ? nullptr : &*it;
+  const Json* v = findMember(obj, name);
+  return v == nullptr || v->is_null() ? nullptr : v;
 }
 
 }  // namespace PimSnmpd

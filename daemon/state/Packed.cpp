@@ -99,10 +99,11 @@ bool put(const D::Value& d, const Json& v, std::string& out) {
       if (members.size() > 64) return false;
       uint64_t present = 0;
       size_t known = 0;
+      const Json* found[64];
       for (size_t i = 0; i < members.size(); ++i) {
-        auto it = v.find(members[i].name);
-        if (it == v.end()) continue;
-        if (it->is_null()) return false;
+        found[i] = findMember(&v, members[i].name);
+        if (found[i] == nullptr) continue;
+        if (found[i]->is_null()) return false;
         present |= uint64_t{1} << i;
         ++known;
       }
@@ -110,7 +111,7 @@ bool put(const D::Value& d, const Json& v, std::string& out) {
       putVarint(out, present);
       for (size_t i = 0; i < members.size(); ++i) {
         if ((present & (uint64_t{1} << i)) == 0) continue;
-        if (!put(members[i].value, *v.find(members[i].name), out)) return false;
+        if (!put(members[i].value, *found[i], out)) return false;
       }
       return true;
     }

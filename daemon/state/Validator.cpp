@@ -129,14 +129,14 @@ class Validator {
     allowOnly(d, v, hint);
     for (const D::Member& m : d.members) {
       if (!touched(hint, m.name)) continue;
-      auto it = v.find(m.name);
-      if (it == v.end()) {
+      const Json* member = findMember(&v, m.name);
+      if (member == nullptr) {
         if (m.required) failAt(m.name, "required member is missing");
         continue;
       }
       Seg s(*this, m.name);
       if (m.value.type == D::Type::section) af_ = *Schema::valueOf(Schema::kFamilies, m.name);
-      value(m.value, *it, childHint(hint, m.name));
+      value(m.value, *member, childHint(hint, m.name));
     }
   }
 
@@ -149,7 +149,7 @@ class Validator {
     };
     if (hint != nullptr) {
       for (const auto& [name, h] : hint->items()) {
-        if (obj.contains(name)) check(name);
+        if (findMember(&obj, name) != nullptr) check(name);
       }
     } else {
       for (const auto& [name, v] : obj.items()) check(name);
@@ -173,8 +173,8 @@ class Validator {
     for (const auto& [name, h] : hint->items()) {
       if (const Json* entry = landings_ != nullptr ? landings_->find(&h) : nullptr) {
         visit(name, *entry, &h);
-      } else if (auto it = v.find(name); it != v.end()) {
-        visit(name, *it, &h);
+      } else if (const Json* entry = findMember(&v, name)) {
+        visit(name, *entry, &h);
       }
     }
   }
