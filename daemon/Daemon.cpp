@@ -428,6 +428,14 @@ struct Daemon::Impl {
       if (r.ok) return replyLine({{"ok", true}, {"update", keeper->applied()}});
       return replyLine({{"ok", false}, {"errors", errorsToJson(r.errors)}});
     }
+    // The one reply as large as the state: its text is written straight from the document,
+    // whose routes are never all a tree at once.
+    if (request.word == "dump" && request.args.empty()) {
+      std::string reply = R"({"document":)";
+      keeper->document().writeJson(reply);
+      reply += R"(,"ok":true})";
+      return reply;
+    }
     return replyLine(command(request.word, request.args));
   }
 

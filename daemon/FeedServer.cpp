@@ -221,7 +221,12 @@ bool FeedServer::flush(Client& c) {
     return false;
   }
   if (c.outOffset == c.out.size()) {
-    c.out.clear();
+    // A dump's reply is as large as the state: do not keep its buffer for replies of a line.
+    if (c.out.capacity() > kKeptOutputBuffer) {
+      std::string().swap(c.out);
+    } else {
+      c.out.clear();
+    }
     c.outOffset = 0;
     c.largestReply = 0;
   } else if (c.outOffset > (size_t{1} << 20)) {

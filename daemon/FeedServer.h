@@ -60,6 +60,8 @@ class FeedServer {
   // Input read per readiness callback and client, so that one busy client cannot hold the
   // loop for long; level-triggered epoll calls again for the rest.
   static constexpr size_t kReadBudget = size_t{4} << 20;
+  // A client's reply buffer keeps up to this much capacity once everything in it is sent.
+  static constexpr size_t kKeptOutputBuffer = size_t{1} << 20;
   // A client is disconnected once its unsent replies exceed this beyond the largest single
   // reply among them (a `dump` may be far larger and is fine to read slowly). A client that
   // reads its replies never comes near it; one that only writes would otherwise grow the

@@ -124,23 +124,29 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
   if (f != nullptr) f->clear();
 }
 
-void RouteStore::unpackInto(std::string_view e, Json* routes, Json* fibRoutes) {
-  const std::string_view key(e.data());
+RouteStore::Parts RouteStore::partsOf(std::string_view e) {
+  Parts p;
+  p.key = std::string_view(e.data());
   std::string_view rest(e);
-  rest.remove_prefix(key.size() + 1);
+  rest.remove_prefix(p.key.size() + 1);
   const auto parts = static_cast<uint8_t>(rest.front());
   rest.remove_prefix(1);
   if ((parts & kHasRoute) != 0) {
     const size_t n = Packed::takeVarint(rest);
-    if (Json::object_t* r = objectOf(routes)) {
-      r->emplace(std::string(key), Packed::unpack(Description::kRouteValue, rest.substr(0, n)));
-    }
+    p.route = rest.substr(0, n);
     rest.remove_prefix(n);
   }
-  if ((parts & kHasFibRoute) != 0) {
-    if (Json::object_t* f = objectOf(fibRoutes)) {
-      f->emplace(std::string(key), Packed::unpack(Description::kFibRouteValue, rest));
-    }
+  if ((parts & kHasFibRoute) != 0) p.fibRoute = rest;
+  return p;
+}
+
+void RouteStore::unpackInto(std::string_view e, Json* routes, Json* fibRoutes) {
+  const Parts p = partsOf(e);
+  if (Json::object_t* r = objectOf(routes); r != nullptr && p.route) {
+    r->emplace(std::string(p.key), Packed::unpack(Description::kRouteValue, *p.route));
+  }
+  if (Json::object_t* f = objectOf(fibRoutes); f != nullptr && p.fibRoute) {
+    f->emplace(std::string(p.key), Packed::unpack(Description::kFibRouteValue, *p.fibRoute));
   }
 }
 
@@ -154,6 +160,18 @@ void RouteStore::give(std::string_view key, Json* routes, Json* fibRoutes) {
 void RouteStore::giveAll(Json* routes, Json* fibRoutes) {
   copyTo(routes, fibRoutes);
   entries_.clear_and_dispose(deleteEntry);
+}
+
+void RouteStore::forEach(Part part,
+                         const std::function<void(std::string_view, const Json&)>& f) const {
+  for (const Entry& e : entries_) {
+    const Parts p = partsOf(e.bytes());
+    if (part == Part::route && p.route) {
+      f(p.key, Packed::unpack(Description::kRouteValue, *p.route));
+    } else if (part == Part::fibRoute && p.fibRoute) {
+      f(p.key, Packed::unpack(Description::kFibRouteValue, *p.fibRoute));
+    }
+  }
 }
 
 void RouteStore::copyTo(Json* routes, Json* fibRoutes) const {

@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,6 +38,11 @@ class RouteStore {
   // Adds a copy of every entry to the tree objects.
   void copyTo(Json* routes, Json* fibRoutes) const;
 
+  enum class Part { route, fibRoute };
+  // Calls f(key, value) for every entry holding `part`, in key order, unpacking one value at a
+  // time: what writes a document's text without building its tree.
+  void forEach(Part part, const std::function<void(std::string_view, const Json&)>& f) const;
+
  private:
   // An entry is one allocation: its tree links, its length, then its bytes: the key's text, a
   // NUL and the packed parts (see RouteStore.cpp). A route costs this and nothing else, so
@@ -55,6 +62,13 @@ class RouteStore {
                                         boost::intrusive::constant_time_size<true>>;
   static Entry* newEntry(std::string_view bytes);
   static void deleteEntry(Entry* e);
+  // An entry's key and the packed forms of the parts it holds.
+  struct Parts {
+    std::string_view key;
+    std::optional<std::string_view> route;
+    std::optional<std::string_view> fibRoute;
+  };
+  static Parts partsOf(std::string_view entry);
   static void unpackInto(std::string_view entry, Json* routes, Json* fibRoutes);
 
   Entries entries_;

@@ -398,6 +398,78 @@ Json Document::json() const {
   return out;
 }
 
+namespace {
+
+void writeValue(const Json& v, std::string& out) {
+  out += v.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// Writes an object member by member; `member(name, value)` writes a value.
+template <class F>
+void writeObject(const Json& obj, std::string& out, F&& member) {
+  out += '{';
+  bool first = true;
+  for (const auto& [name, value] : obj.get_ref<const Json::object_t&>()) {
+    if (!first) out += ',';
+    first = false;
+    writeValue(Json(name), out);
+    out += ':';
+    member(name, value);
+  }
+  out += '}';
+}
+
+// A routes object: the members in the tree (a document between updates has none) and the
+// packed ones, merged in key order as one object holds them.
+void writeRoutes(const Json& tree, const RouteStore& store, RouteStore::Part part,
+                 std::string& out) {
+  const Json::object_t& loose = tree.get_ref<const Json::object_t&>();
+  auto next = loose.begin();
+  const MemberNameLess less;
+  bool first = true;
+  auto write = [&](std::string_view key, const Json& value) {
+    out += first ? '{' : ',';
+    first = false;
+    writeValue(Json(key), out);
+    out += ':';
+    writeValue(value, out);
+  };
+  store.forEach(part, [&](std::string_view key, const Json& value) {
+    for (; next != loose.end() && less(next->first, key); ++next) write(next->first, next->second);
+    // Never both: a key is in the tree or in the store. The tree would be the newer.
+    if (next != loose.end() && next->first == key) return;
+    write(key, value);
+  });
+  for (; next != loose.end(); ++next) write(next->first, next->second);
+  out += first ? "{}" : "}";
+}
+
+}  // namespace
+
+void Document::writeJson(std::string& out) const {
+  writeObject(json_, out, [&](const std::string& name, const Json& vrfs) {
+    if (name != "vrfs" || !vrfs.is_object()) return writeValue(vrfs, out);
+    writeObject(vrfs, out, [&](const std::string& vrf, const Json& sections) {
+      if (!sections.is_object()) return writeValue(sections, out);
+      writeObject(sections, out, [&](const std::string& section, const Json& family) {
+        const auto index = Schema::indexOf(Schema::kFamilies, section);
+        auto store = index ? packed_.find(Scope(vrf, *index)) : packed_.end();
+        if (store == packed_.end() || !family.is_object()) return writeValue(family, out);
+        writeObject(family, out, [&](const std::string& m, const Json& v) {
+          if (m == "routes" && v.is_object()) {
+            return writeRoutes(v, store->second, RouteStore::Part::route, out);
+          }
+          if (m != "fib" || !v.is_object()) return writeValue(v, out);
+          writeObject(v, out, [&](const std::string& f, const Json& fv) {
+            if (f != "routes" || !fv.is_object()) return writeValue(fv, out);
+            writeRoutes(fv, store->second, RouteStore::Part::fibRoute, out);
+          });
+        });
+      });
+    });
+  });
+}
+
 size_t Document::packScope(const std::string& vrf, size_t family) {
   Json* f = familyOf(json_, vrf, family);
   Json* routes = routesOf(f);

@@ -100,6 +100,9 @@ class Document {
   // The whole document as one JSON tree: a copy, built at a cost of O(size of the document).
   Json json() const;
   std::string dump(int indent = 2) const { return json().dump(indent); }
+  // Appends the document's compact JSON text, the same as json().dump() gives, written one
+  // packed route at a time: a large document is never built as a whole tree to be dumped.
+  void writeJson(std::string& out) const;
   // The document's tree without its packed routes (see settle()): what a reader that does not
   // look at routes (the VRFs and their families, say) reads without a copy.
   const Json& outline() const { return json_; }

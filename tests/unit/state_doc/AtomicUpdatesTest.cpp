@@ -467,6 +467,11 @@ TEST_F(AtomicUpdatesTest, RandomPatchSequencesAreAllOrNothing) {
       ++accepted;
       const Json expected = expectedAfter(Json::parse(before), patch, clock_->now());
       ASSERT_EQ(doc_.dump(), expected.dump(2)) << "step " << step << ": " << patch.dump();
+      // The text a dump sends, written route by route, is the tree's.
+      std::string text;
+      doc_.writeJson(text);
+      ASSERT_EQ(text, expected.dump(-1, ' ', false, Json::error_handler_t::replace))
+          << "step " << step;
     } else {
       ASSERT_FALSE(r.errors.empty());
       ASSERT_EQ(doc_.dump(), before) << "step " << step << ": " << patch.dump();

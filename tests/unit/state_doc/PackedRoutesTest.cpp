@@ -103,6 +103,9 @@ TEST(PackedTest, PackedDocumentReadsAsTheWholeTree) {
   const Json whole = doc.json();
   doc.settle();
   EXPECT_EQ(doc.json(), whole);
+  std::string written;
+  doc.writeJson(written);
+  EXPECT_EQ(written, whole.dump());
   const Json& outline = doc.outline();
   EXPECT_TRUE(outline["vrfs"]["red"]["ipv4"]["routes"].empty());
   EXPECT_TRUE(outline["vrfs"]["red"]["ipv4"]["fib"]["routes"].empty());
