@@ -199,6 +199,18 @@ struct Invocation {
   std::vector<std::string> words;
 };
 
+// The document in a dump's reply, as the daemon writes it ({"document":...,"ok":true}); empty
+// for any other reply.
+std::string_view dumpedDocument(std::string_view reply) {
+  constexpr std::string_view kHead = R"({"document":)";
+  constexpr std::string_view kTail = R"(,"ok":true})";
+  if (reply.size() < kHead.size() + kTail.size() || !reply.starts_with(kHead) ||
+      !reply.ends_with(kTail)) {
+    return {};
+  }
+  return reply.substr(kHead.size(), reply.size() - kHead.size() - kTail.size());
+}
+
 // Sends `line` and interprets the reply; prints per command.
 int exchange(Client& client, const Invocation& inv, const std::string& line,
              const std::string& command) {
@@ -207,6 +219,19 @@ int exchange(Client& client, const Invocation& inv, const std::string& line,
   if (!reply) {
     std::fprintf(stderr, "pimsnmpctl: %s\n", error.c_str());
     return kUnreachable;
+  }
+  if (const std::string_view document = dumpedDocument(*reply);
+      command == "dump" && !document.empty()) {
+    if (inv.json) {
+      std::fwrite(reply->data(), 1, reply->size(), stdout);
+    } else {
+      std::string text;
+      text.reserve(document.size() + document.size() / 2);
+      indentJson(document, text);
+      std::fwrite(text.data(), 1, text.size(), stdout);
+    }
+    std::fputc('\n', stdout);
+    return kOk;
   }
   if (inv.json) {
     std::printf("%s\n", reply->c_str());
@@ -255,6 +280,57 @@ int exchange(Client& client, const Invocation& inv, const std::string& line,
   }
   return kOk;
 }
+
+}  // namespace
+
+void indentJson(std::string_view compact, std::string& out) {
+  size_t depth = 0;
+  auto newline = [&] {
+    out += '\n';
+    out.append(2 * depth, ' ');
+  };
+  for (size_t i = 0; i < compact.size(); ++i) {
+    const char c = compact[i];
+    switch (c) {
+      case '"': {
+        // A string, escapes and all, as it stands.
+        size_t end = i + 1;
+        while (end < compact.size() && compact[end] != '"') end += compact[end] == '\\' ? 2 : 1;
+        out.append(compact.substr(i, end + 1 - i));
+        i = end;
+        break;
+      }
+      case '{':
+      case '[':
+        if (i + 1 < compact.size() && compact[i + 1] == (c == '{' ? '}' : ']')) {
+          out += c;
+          out += compact[++i];
+          break;
+        }
+        out += c;
+        ++depth;
+        newline();
+        break;
+      case '}':
+      case ']':
+        if (depth > 0) --depth;
+        newline();
+        out += c;
+        break;
+      case ',':
+        out += c;
+        newline();
+        break;
+      case ':':
+        out += ": ";
+        break;
+      default:
+        out += c;
+    }
+  }
+}
+
+namespace {
 
 int patchCommand(Client& client, const Invocation& inv) {
   if (inv.words.size() != 2) {

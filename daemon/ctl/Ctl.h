@@ -30,6 +30,11 @@ class Client {
   std::string pending_;  // received bytes after the last reply line
 };
 
+// Appends compact JSON text (no whitespace outside strings, as the daemon writes it) indented
+// by two spaces as nlohmann's dump(2) lays it out, without parsing it: a dump of a million
+// routes is a few hundred megabytes of text and would be several times that as a tree.
+void indentJson(std::string_view compact, std::string& out);
+
 // The socket the CLI uses when none is given: $PIMSNMP_SOCKET, else the packaged default.
 std::string defaultSocket();
 
