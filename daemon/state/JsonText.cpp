@@ -6,6 +6,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <fmt/format.h>
@@ -131,7 +132,15 @@ class DomBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DomBui
     // One descent places the member; a duplicate's later value replaces the earlier one, and
     // the error refuses the text anyway.
     Frame& f = stack_.back();
-    auto [it, inserted] = f.node->get_ref<Json::object_t&>().try_emplace(std::string(text, length));
+    Json::object_t& members = f.node->get_ref<Json::object_t&>();
+    // Writers that sort their members (a dump, the FRR feeder) need no descent: each member
+    // goes last.
+    if (members.empty() || MemberNameLess()(members.rbegin()->first, {text, length})) {
+      f.member = &*members.emplace_hint(members.end(), std::piecewise_construct,
+                                        std::forward_as_tuple(text, length), std::tuple<>());
+      return true;
+    }
+    auto [it, inserted] = members.try_emplace(std::string(text, length));
     f.member = &*it;
     if (!inserted) errors_.push_back({currentPath(), "duplicate member name"});
     return true;
