@@ -3,6 +3,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -34,6 +35,44 @@ std::string pointerToken(std::string_view name) {
 
 namespace {
 
+// Whether a value of kind `d` can hold a reference to an interface anywhere below it.
+bool holdsRefs(const D::Value& d) {
+  switch (d.type) {
+    case D::Type::interfaceRef:
+    case D::Type::oifs:
+      return true;
+    case D::Type::object:
+    case D::Type::section:
+      for (const D::Member& m : d.object->members) {
+        if (holdsRefs(m.value)) return true;
+      }
+      return false;
+    case D::Type::map:
+      return d.key == D::Key::interfaceRef || holdsRefs(*d.item);
+    default:
+      return false;
+  }
+}
+
+// The members of the description that hold no reference anywhere below them: a walk for
+// references skips them (most of a route's interface, the configs and statuses of a family).
+bool refFree(const D::Member& m) {
+  static const std::unordered_set<const D::Member*> kRefFree = [] {
+    std::unordered_set<const D::Member*> out;
+    auto collect = [&](auto& self, const D::Value& d) -> void {
+      if (d.type == D::Type::map) return self(self, *d.item);
+      if (d.type != D::Type::object && d.type != D::Type::section) return;
+      for (const D::Member& member : d.object->members) {
+        if (!holdsRefs(member.value)) out.insert(&member);
+        self(self, member.value);
+      }
+    };
+    collect(collect, D::Value{.type = D::Type::object, .object = &D::kDocument});
+    return out;
+  }();
+  return kRefFree.contains(&m);
+}
+
 // Visits every reference to an interface in a document (restricted to what a hint touches),
 // along the description: interface names as values and map keys refer to /interfaces, FIB
 // OIF lists to their family's fib/oifIndexes.
@@ -44,7 +83,7 @@ class RefWalk {
 
   void object(const D::Object& d, const Json& v, const Json* hint) {
     for (const D::Member& m : d.members) {
-      if (!touched(hint, m.name)) continue;
+      if (refFree(m) || !touched(hint, m.name)) continue;
       const Json* mv = member(&v, m.name);
       if (mv == nullptr) continue;
       if (m.value.type == D::Type::section) af_ = *Schema::valueOf(Schema::kFamilies, m.name);
