@@ -181,47 +181,66 @@ class Table:
         return requests * GET_VARBINDS
 
 
-def measure(binary, rows, runs, callgrind, seed, only=None, cache_sim=False):
-    agent = Agent(binary, rows, callgrind, cache_sim)
+def sample(agent, table, kind, callgrind, cache_sim):
+    """One sample of `kind` on `table`: instructions (under callgrind) or agent CPU seconds per
+    varbind."""
+    if callgrind:
+        agent.control("-z")
+        n = (table.walk_once(agent.client, True) if kind == "walk"
+             else table.gets(agent.client, CALLGRIND_GETS))
+        events = agent.events_since_zero()
+        if cache_sim:
+            misses = {e: round(v / n, 1) for e, v in events.items() if "m" in e}
+            print(f"   {table.name} {kind}: {events['Ir'] / n:.0f} Ir/vb, "
+                  f"misses/vb {misses}", flush=True)
+        return events["Ir"] / n
+    cpu0 = cpu_seconds(agent.proc.pid)
+    n = 0
+    if kind == "walk":
+        while n < MIN_WALK_VARBINDS:
+            n += table.walk_once(agent.client, False)
+    else:
+        n = table.gets(agent.client, GET_REQUESTS)
+    return (cpu_seconds(agent.proc.pid) - cpu0) / n
+
+
+def measure(binary, sizes, runs, callgrind, seed, only=None, cache_sim=False):
+    """Samples every table at both sizes. Both agents run at once, and each sample of one size
+    is taken right beside the same sample of the other (which goes first alternates): on a
+    shared machine whose load drifts over minutes, the two sides of a ratio then see the same
+    load."""
+    agents = {}
     try:
-        rng = random.Random(seed)
-        tables = []
-        for name, root in TABLES:
-            if only and name not in only:
-                continue
-            columns, suffixes = discover(agent.client, root, rows)
-            tables.append(Table(name, root, columns, suffixes, rng))
-        results = {(t.name, k): [] for t in tables for k in KINDS}
+        for rows in sizes:
+            agents[rows] = Agent(binary, rows, callgrind, cache_sim)
+        tables = {}
+        for rows, agent in agents.items():
+            rng = random.Random(seed)
+            tables[rows] = []
+            for name, root in TABLES:
+                if only and name not in only:
+                    continue
+                columns, suffixes = discover(agent.client, root, rows)
+                tables[rows].append(Table(name, root, columns, suffixes, rng))
+        results = {rows: {(t.name, k): [] for t in tables[rows] for k in KINDS} for rows in sizes}
         if callgrind:
-            agent.control("-i", "on")
+            for agent in agents.values():
+                agent.control("-i", "on")
+        count = len(tables[sizes[0]])
         for run in range(runs):
-            order = tables[run % len(tables):] + tables[:run % len(tables)]
-            for t in order:
+            for step, i in enumerate(list(range(run % count, count)) + list(range(run % count))):
                 kinds = KINDS if run % 2 == 0 else tuple(reversed(KINDS))
                 for kind in kinds:
-                    if callgrind:
-                        agent.control("-z")
-                        n = (t.walk_once(agent.client, True) if kind == "walk"
-                             else t.gets(agent.client, CALLGRIND_GETS))
-                        events = agent.events_since_zero()
-                        results[(t.name, kind)].append(events["Ir"] / n)
-                        if cache_sim:
-                            misses = {e: round(v / n, 1) for e, v in events.items() if "m" in e}
-                            print(f"   {t.name} {kind}: {events['Ir'] / n:.0f} Ir/vb, "
-                                  f"misses/vb {misses}", flush=True)
-                        continue
-                    cpu0 = cpu_seconds(agent.proc.pid)
-                    n = 0
-                    if kind == "walk":
-                        while n < MIN_WALK_VARBINDS:
-                            n += t.walk_once(agent.client, False)
-                    else:
-                        n = t.gets(agent.client, GET_REQUESTS)
-                    results[(t.name, kind)].append((cpu_seconds(agent.proc.pid) - cpu0) / n)
+                    pair = sizes if (run + step) % 2 == 0 else tuple(reversed(sizes))
+                    for rows in pair:
+                        t = tables[rows][i]
+                        results[rows][(t.name, kind)].append(
+                            sample(agents[rows], t, kind, callgrind, cache_sim))
             print(f"   run {run + 1} of {runs} done", flush=True)
-        return results, {t.name: len(t.columns) for t in tables}
+        return results, {t.name: len(t.columns) for t in tables[sizes[0]]}
     finally:
-        agent.stop()
+        for agent in agents.values():
+            agent.stop()
 
 
 def uptime():
@@ -244,8 +263,10 @@ def report(results, sizes, columns, callgrind):
         for kind in KINDS:
             a = results[small][(name, kind)]
             b = results[large][(name, kind)]
-            ratio = statistics.median(b) / statistics.median(a)
+            # Each pair of samples was taken side by side: the median of their ratios is the
+            # one a drifting machine load moves least.
             runs = [y / x for x, y in zip(a, b)]
+            ratio = statistics.median(runs)
             cells += [fmt(statistics.median(a)), fmt(statistics.median(b)),
                       f"**{ratio:.2f}x** ({min(runs):.2f}-{max(runs):.2f})"]
             if ratio > worst[kind][0]:
@@ -278,12 +299,11 @@ def main():
     start = uptime()
     results = {}
     columns = {}
-    for rows in sizes:
-        print(f"-- {rows} rows per table, {args.runs} runs"
-              f"{' under callgrind' if args.callgrind else ''}", flush=True)
-        only = set(args.tables.split(",")) if args.tables else None
-        results[rows], columns = measure(args.agent, rows, args.runs, args.callgrind, args.seed,
-                                         only, args.cache_sim)
+    print(f"-- {' and '.join(str(r) for r in sizes)} rows per table side by side, {args.runs} runs"
+          f"{' under callgrind' if args.callgrind else ''}", flush=True)
+    only = set(args.tables.split(",")) if args.tables else None
+    results, columns = measure(args.agent, sizes, args.runs, args.callgrind, args.seed, only,
+                               args.cache_sim)
     table = report(results, sizes, columns, args.callgrind)
     print()
     print(table)
@@ -303,10 +323,11 @@ of `pimsnmp-testagent --bare --table-rows N`, embedded master, v2c, with pimsnmp
 jemalloc preloaded when installed), measured by
 `bench/table_bench.py`: agent CPU time (utime + stime) per varbind of GETBULK walks (50
 repetitions; whole-table walks repeated to at least {walk} varbinds per sample) and of GETs of
-20 varbinds, each a random row and served column of the table ({gets} GETs per sample). Medians
-of {runs} runs, tables rotated between runs; the ratio is of the medians of this one run, the
-range that of the per-run ratios. Targets: walk ≤ 1.2x, GET ≤ 1.5x at 100,000 rows against
-1,000.
+20 varbinds, each a random row and served column of the table ({gets} GETs per sample). Both
+sizes' agents run at once and each sample at one size is taken right beside the same sample at
+the other, which goes first alternating. Medians of {runs} runs, tables rotated between runs;
+the ratio is the median of the side-by-side pairs' ratios, with their range. Targets: walk
+≤ 1.2x, GET ≤ 1.5x at 100,000 rows against 1,000.
 """
 
 CALLGRIND_INTRO = """The same requests under callgrind (`bench/table_bench.py --callgrind`), instructions per
