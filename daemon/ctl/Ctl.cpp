@@ -225,9 +225,17 @@ int exchange(Client& client, const Invocation& inv, const std::string& line,
     if (inv.json) {
       std::fwrite(reply->data(), 1, reply->size(), stdout);
     } else {
+      // A piece at a time: the laid-out text is half as large again as the reply.
+      constexpr size_t kPiece = size_t{1} << 20;
+      JsonIndenter indenter;
       std::string text;
-      text.reserve(document.size() + document.size() / 2);
-      indentJson(document, text);
+      for (size_t at = 0; at < document.size(); at += kPiece) {
+        text.clear();
+        indenter.feed(document.substr(at, kPiece), text);
+        std::fwrite(text.data(), 1, text.size(), stdout);
+      }
+      text.clear();
+      indenter.finish(text);
       std::fwrite(text.data(), 1, text.size(), stdout);
     }
     std::fputc('\n', stdout);
@@ -283,43 +291,54 @@ int exchange(Client& client, const Invocation& inv, const std::string& line,
 
 }  // namespace
 
-void indentJson(std::string_view compact, std::string& out) {
-  size_t depth = 0;
-  auto newline = [&] {
-    out += '\n';
-    out.append(2 * depth, ' ');
-  };
-  for (size_t i = 0; i < compact.size(); ++i) {
-    const char c = compact[i];
-    switch (c) {
-      case '"': {
-        // A string, escapes and all, as it stands.
-        size_t end = i + 1;
-        while (end < compact.size() && compact[end] != '"') end += compact[end] == '\\' ? 2 : 1;
-        out.append(compact.substr(i, end + 1 - i));
-        i = end;
-        break;
+void JsonIndenter::newline(std::string& out) const {
+  out += '\n';
+  out.append(2 * depth_, ' ');
+}
+
+void JsonIndenter::feed(std::string_view piece, std::string& out) {
+  for (const char c : piece) {
+    if (opened_ != 0) {
+      const char open = opened_;
+      opened_ = 0;
+      out += open;
+      if (c == (open == '{' ? '}' : ']')) {
+        out += c;
+        continue;
       }
+      ++depth_;
+      newline(out);
+    }
+    if (inString_) {
+      // Escapes and all, as it stands.
+      out += c;
+      if (escaped_) {
+        escaped_ = false;
+      } else if (c == '\\') {
+        escaped_ = true;
+      } else if (c == '"') {
+        inString_ = false;
+      }
+      continue;
+    }
+    switch (c) {
+      case '"':
+        out += c;
+        inString_ = true;
+        break;
       case '{':
       case '[':
-        if (i + 1 < compact.size() && compact[i + 1] == (c == '{' ? '}' : ']')) {
-          out += c;
-          out += compact[++i];
-          break;
-        }
-        out += c;
-        ++depth;
-        newline();
+        opened_ = c;
         break;
       case '}':
       case ']':
-        if (depth > 0) --depth;
-        newline();
+        if (depth_ > 0) --depth_;
+        newline(out);
         out += c;
         break;
       case ',':
         out += c;
-        newline();
+        newline(out);
         break;
       case ':':
         out += ": ";
@@ -328,6 +347,17 @@ void indentJson(std::string_view compact, std::string& out) {
         out += c;
     }
   }
+}
+
+void JsonIndenter::finish(std::string& out) {
+  if (opened_ != 0) out += opened_;
+  opened_ = 0;
+}
+
+void indentJson(std::string_view compact, std::string& out) {
+  JsonIndenter indenter;
+  indenter.feed(compact, out);
+  indenter.finish(out);
 }
 
 namespace {

@@ -3,6 +3,7 @@
 // pimsnmpctl: the companion CLI of pimsnmpd. It talks to the daemon's feed socket: one request
 // line, one JSON reply line.
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,9 +31,28 @@ class Client {
   std::string pending_;  // received bytes after the last reply line
 };
 
-// Appends compact JSON text (no whitespace outside strings, as the daemon writes it) indented
-// by two spaces as nlohmann's dump(2) lays it out, without parsing it: a dump of a million
-// routes is a few hundred megabytes of text and would be several times that as a tree.
+// Lays out compact JSON text (no whitespace outside strings, as the daemon writes it) indented
+// by two spaces as nlohmann's dump(2) does, without parsing it and in pieces of any size: a
+// dump of a million routes is a few hundred megabytes of text and would be several times that
+// as a tree.
+class JsonIndenter {
+ public:
+  // Appends the layout of the next piece of the text to `out`.
+  void feed(std::string_view piece, std::string& out);
+  // Appends what the end of the text completes.
+  void finish(std::string& out);
+
+ private:
+  void newline(std::string& out) const;
+
+  size_t depth_ = 0;
+  bool inString_ = false;
+  bool escaped_ = false;
+  // A '{' or '[' just read, written once the next byte tells whether it is empty.
+  char opened_ = 0;
+};
+
+// The layout of a whole text, appended to `out`.
 void indentJson(std::string_view compact, std::string& out);
 
 // The socket the CLI uses when none is given: $PIMSNMP_SOCKET, else the packaged default.

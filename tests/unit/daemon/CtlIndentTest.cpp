@@ -2,6 +2,7 @@
 // dump(2) would give, strings left exactly as they are.
 
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -23,9 +24,20 @@ TEST(CtlIndentTest, LaysOutCompactTextAsDumpTwoDoes) {
     SCOPED_TRACE(text);
     // The daemon's own compact writing of the value (escapes as nlohmann writes them).
     const std::string compact = nlohmann::json::parse(text).dump();
+    const std::string expected = nlohmann::json::parse(text).dump(2);
     std::string out;
     PimSnmpd::Ctl::indentJson(compact, out);
-    EXPECT_EQ(out, nlohmann::json::parse(text).dump(2));
+    EXPECT_EQ(out, expected);
+    // Fed in pieces, which may split a string, an escape or an empty container.
+    for (size_t piece = 1; piece < compact.size(); ++piece) {
+      PimSnmpd::Ctl::JsonIndenter indenter;
+      std::string pieces;
+      for (size_t at = 0; at < compact.size(); at += piece) {
+        indenter.feed(std::string_view(compact).substr(at, piece), pieces);
+      }
+      indenter.finish(pieces);
+      ASSERT_EQ(pieces, expected) << "pieces of " << piece;
+    }
   }
 }
 
