@@ -150,8 +150,10 @@ class MibTable {
     } else if (Index index{}; !readHint(hint.indexes, given, index)) {
       ++counts()[::Snmp::TableCounters::hintBad];
     } else {
-      auto it = coll.lowerBound(index);
-      if (it != coll.end() && (*it)->key() == index) {
+      // A GET's row, and a walk's step from a row that is still there, come from the hash
+      // index; only a hint between rows descends the tree.
+      auto it = coll.findIter(index);
+      if (it != coll.end()) {
         hintMatched = true;
         ++counts()[::Snmp::TableCounters::hintMatch];
         // A GETNEXT batch asks only for rows after the hint: a walk's step goes straight to
@@ -160,6 +162,7 @@ class MibTable {
       } else {
         TRACE_AT(trace, 2, "{}_get_first_data_point - key '{}' not found in table", d.name, index);
         ++counts()[::Snmp::TableCounters::hintMiss];
+        it = coll.lowerBound(index);
       }
       // Rows before the hint can answer neither a GET nor a GETNEXT of any request of the
       // batch, so the walk starts at the first row not less than the hint: an inexact hint

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "PimSnmp/MibTable/MibObject.h"
-#include "platform/Ent/Coll.h"
+#include "PimSnmp/PimSnmp/StoreTable.h"
 #include "platform/Trace/Trace.h"
 
 namespace Routing::Pim::Snmp {
@@ -54,9 +54,9 @@ struct ColumnDef {
   size_t maxLength = 0;        // when non-zero, longer values are never sent
 };
 
-template <class Index, class Entry, auto KeyFn = &Entry::key>
+template <class Index, class Entry>
 struct TableDef {
-  using Coll = Ent::OrderedColl<Index, Entry, KeyFn>;
+  using Coll = StoreColl<Index, Entry>;
 
   const char* name;           // "pimIpMRouteNextHopTable"
   const char* indexTypeName;  // named in "Bad hint for T: <type> ctor threw exception:"

@@ -15,6 +15,7 @@
 
 #include "platform/Ent/Entity.h"
 #include "platform/Ent/Error.h"
+#include "platform/Ent/PointerIndex.h"
 
 namespace Ent {
 
@@ -70,6 +71,7 @@ class NodeSet {
   size_t size() const { return set_.size(); }
   bool empty() const { return set_.empty(); }
   static V* get(const_iterator it) { return it->get(); }
+  const_iterator iteratorTo(const V* v) const { return set_.find(keyOf<KeyFn>(*v)); }
   // `v` goes right before `pos`, which must keep the order.
   const_iterator insertBefore(const_iterator pos, Ptr<V> v) {
     return set_.insert(pos, std::move(v));
@@ -161,6 +163,8 @@ class HookSet {
   size_t size() const { return set_.size(); }
   bool empty() const { return set_.empty(); }
   static V* get(const_iterator it) { return const_cast<V*>(&*it.it_); }
+  // The entry's own position, from its hook: no descent.
+  const_iterator iteratorTo(const V* v) const { return const_iterator(set_.iterator_to(*v)); }
   const_iterator insertBefore(const_iterator pos, Ptr<V> v) {
     if (v->is_linked()) throw Error("OrderedColl: entry is in another collection");
     V* raw = v.release();  // the set's count
@@ -188,9 +192,16 @@ using OrderedSet = std::conditional_t<std::is_base_of_v<OrderedHook, V>, HookSet
 // key order; every insert and erase bumps the version and notifies the owner's
 // reactors with the attribute and key. Entries deriving from OrderedHook are
 // linked into the tree themselves.
-template <class K, class V, auto KeyFn = &V::key>
+//
+// With a Hash (a functor of K), exact-key look-ups (find, contains, findIter, erase by key)
+// go through a PointerIndex beside the tree instead of descending
+// it, for 9-18 bytes per entry: for large collections read at random keys.
+template <class K, class V, auto KeyFn = &V::key, class Hash = void>
 class OrderedColl : public detail::CollBase {
   using Set = detail::OrderedSet<K, V, KeyFn>;
+  static constexpr bool kHashed = !std::is_void_v<Hash>;
+  struct NoIndex {};
+  using Index = std::conditional_t<kHashed, PointerIndex<K, V, KeyFn, Hash>, NoIndex>;
 
  public:
   using key_type = K;
@@ -202,16 +213,31 @@ class OrderedColl : public detail::CollBase {
   OrderedColl& operator=(const OrderedColl&) = delete;
 
   V* find(const K& k) const {
-    auto it = set_.find(k);
-    return it == set_.end() ? nullptr : Set::get(it);
+    if constexpr (kHashed) {
+      return index_.find(k);
+    } else {
+      auto it = set_.find(k);
+      return it == set_.end() ? nullptr : Set::get(it);
+    }
   }
   Ptr<V> operator[](const K& k) const { return Ptr<V>(find(k)); }
-  bool contains(const K& k) const { return set_.find(k) != set_.end(); }
+  bool contains(const K& k) const { return find(k) != nullptr; }
+  // The position of the entry of `k`, or end().
+  const_iterator findIter(const K& k) const {
+    if constexpr (kHashed) {
+      V* v = index_.find(k);
+      return v ? set_.iteratorTo(v) : set_.end();
+    } else {
+      return set_.find(k);
+    }
+  }
 
   // Returns the entry of `k`, building it with `make()` (which must return a
   // Ptr<V> whose key is `k`) only when absent: one tree descent either way.
   template <class Make>
   std::pair<V*, bool> findOrInsert(const K& k, Make&& make) {
+    // The descent that finds an insert's place answers the presence question as well: the
+    // hash index would only add a look-up to every insert.
     auto it = set_.lower_bound(k);
     if (it != set_.end() && !(k < detail::keyOf<KeyFn>(*Set::get(it)))) {
       return {Set::get(it), false};
@@ -221,7 +247,16 @@ class OrderedColl : public detail::CollBase {
     if (k < detail::keyOf<KeyFn>(*v) || detail::keyOf<KeyFn>(*v) < k) {
       throw Error("OrderedColl: entry built under another key");
     }
-    V* inserted = Set::get(set_.insertBefore(it, std::move(v)));
+    auto pos = set_.insertBefore(it, std::move(v));
+    V* inserted = Set::get(pos);
+    if constexpr (kHashed) {
+      try {
+        index_.insert(inserted);
+      } catch (...) {
+        set_.erase(pos);  // all or nothing
+        throw;
+      }
+    }
     changed(&detail::keyOf<KeyFn>(*inserted));
     return {inserted, true};
   }
@@ -235,11 +270,12 @@ class OrderedColl : public detail::CollBase {
 
   // Removes the entry of `k`; returns it, or null when absent (no change then).
   Ptr<V> erase(const K& k) {
-    auto it = set_.find(k);
+    auto it = findIter(k);
     if (it == set_.end()) return nullptr;
     return erase(it);
   }
   Ptr<V> erase(const_iterator it) {
+    if constexpr (kHashed) index_.erase(Set::get(it));
     Ptr<V> v = set_.erase(it);
     changed(&detail::keyOf<KeyFn>(*v));
     return v;
@@ -263,6 +299,7 @@ class OrderedColl : public detail::CollBase {
 
  private:
   Set set_;
+  [[no_unique_address]] Index index_;
 };
 
 // Hash collection of counted entries by key (the key is stored beside the entry).

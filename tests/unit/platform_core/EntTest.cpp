@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <memory>
+#include <random>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -224,6 +226,106 @@ TEST(HookedCollTest, AnEntryIsInOneCollectionAtATimeAndEachHoldsOneCount) {
   }
   EXPECT_EQ(kept->refCount(), 1u) << "a destroyed collection releases its entries";
   EXPECT_NO_THROW(other.insert(kept));
+}
+
+// Every key in one probe run, all with the same stored hash bits: only key compares tell
+// entries apart.
+struct CollidingHash {
+  size_t operator()(int) const { return 42; }
+};
+
+// Exact look-ups through the hash index must agree with the tree through growth, erasures,
+// clean-outs of erased slots and shrinking, for either tree and for a hash that collides.
+template <class P>
+struct HashedCollTest : ::testing::Test {};
+template <class R, class H, int N>
+struct Hashed {
+  using Row = R;
+  using Hash = H;
+  static constexpr int kKeys = N;
+};
+using HashedTypes =
+    ::testing::Types<Hashed<Row, std::hash<int>, 3000>, Hashed<HookedRow, std::hash<int>, 3000>,
+                     Hashed<HookedRow, CollidingHash, 200>>;
+TYPED_TEST_SUITE(HashedCollTest, HashedTypes);
+
+TYPED_TEST(HashedCollTest, ExactLookupsAgreeWithTheTreeThroughChurn) {
+  using R = typename TypeParam::Row;
+  constexpr int n = TypeParam::kKeys;
+  Ent::OrderedColl<int, R, &R::key, typename TypeParam::Hash> rows;
+  std::set<int> model;
+  std::mt19937 rng(11);
+  auto check = [&] {
+    ASSERT_EQ(rows.size(), model.size());
+    for (int k = -1; k <= n; ++k) {
+      const bool in = model.count(k) > 0;
+      ASSERT_EQ(rows.contains(k), in) << k;
+      ASSERT_EQ(rows.findIter(k), in ? rows.lowerBound(k) : rows.end()) << k;
+      if (in) {
+        ASSERT_EQ(rows.find(k)->key(), k);
+      }
+    }
+  };
+  // Fill to about 3/4 of the key space, churn at that size, then drain to a few.
+  for (int phase = 0; phase < 3; ++phase) {
+    for (int step = 0; step < 8 * n; ++step) {
+      const int k = static_cast<int>(rng() % n);
+      const bool add = phase == 0 ? rng() % 4 != 0 : phase == 1 ? model.size() < 3 * n / 4 : false;
+      if (add) {
+        EXPECT_EQ(rows.insert(Ent::make<R>(k)).second, model.insert(k).second);
+      } else {
+        EXPECT_EQ(rows.erase(k) != nullptr, model.erase(k) > 0);
+      }
+    }
+    check();
+  }
+  EXPECT_LT(model.size(), 10u);
+  rows.clear();
+  EXPECT_FALSE(rows.contains(0));
+}
+
+TEST(PointerIndexTest, CapacityFollowsTheSizeBothWays) {
+  std::vector<Ptr<Row>> held;
+  Ent::PointerIndex<int, Row, &Row::key, std::hash<int>> index;
+  for (int k = 0; k < 1000; ++k) {
+    held.push_back(Ent::make<Row>(k));
+    index.insert(held.back().get());
+  }
+  EXPECT_GE(index.capacity() * 7, 1000u * 8) << "at most 7/8 full";
+  EXPECT_LE(index.capacity(), 2048u);
+  for (int k = 5; k < 1000; ++k) index.erase(held[k].get());
+  EXPECT_EQ(index.size(), 5u);
+  EXPECT_LE(index.capacity(), 64u) << "a drained table gives its slots back";
+  EXPECT_EQ(index.find(4), held[4].get());
+  EXPECT_EQ(index.find(5), nullptr);
+  index.erase(held[5].get());  // not held: no change
+  EXPECT_EQ(index.size(), 5u);
+  for (int k = 0; k < 5; ++k) index.erase(held[k].get());
+  EXPECT_EQ(index.capacity(), 0u);
+}
+
+// Past 2^19 slots the stored hash bits no longer name a home slot: growing and shrinking read
+// the entries' keys instead.
+TEST(PointerIndexTest, LargeTablesRehashFromTheKeys) {
+  struct Plain {
+    int64_t k;
+    const int64_t& key() const { return k; }
+  };
+  constexpr int64_t n = 600000;
+  std::vector<Plain> rows(n);
+  Ent::PointerIndex<int64_t, Plain, &Plain::key, std::hash<int64_t>> index;
+  for (int64_t k = 0; k < n; ++k) {
+    rows[k].k = k;
+    index.insert(&rows[k]);
+  }
+  EXPECT_GT(index.capacity(), size_t{1} << 19);
+  for (int64_t k = 0; k < n; k += 7) ASSERT_EQ(index.find(k), &rows[k]) << k;
+  for (int64_t k = 0; k < n; ++k) {
+    if (k % 1000) index.erase(&rows[k]);
+  }
+  EXPECT_EQ(index.size(), 600u);
+  EXPECT_LE(index.capacity(), 8192u);
+  for (int64_t k = 0; k < n; k += 500) EXPECT_EQ(index.find(k), k % 1000 ? nullptr : &rows[k]);
 }
 
 TEST_F(CollTest, HashCollSetReplacesAndNullRemoves) {
