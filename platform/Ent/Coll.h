@@ -237,7 +237,9 @@ class OrderedColl : public detail::CollBase {
   template <class Make>
   std::pair<V*, bool> findOrInsert(const K& k, Make&& make) {
     // The descent that finds an insert's place answers the presence question as well: the
-    // hash index would only add a look-up to every insert.
+    // hash index would only add a look-up to every insert. Its slot is fetched meanwhile.
+    [[maybe_unused]] uint64_t h = 0;
+    if constexpr (kHashed) h = index_.prepare(k);
     auto it = set_.lower_bound(k);
     if (it != set_.end() && !(k < detail::keyOf<KeyFn>(*Set::get(it)))) {
       return {Set::get(it), false};
@@ -251,7 +253,7 @@ class OrderedColl : public detail::CollBase {
     V* inserted = Set::get(pos);
     if constexpr (kHashed) {
       try {
-        index_.insert(inserted);
+        index_.insert(inserted, h);
       } catch (...) {
         set_.erase(pos);  // all or nothing
         throw;
@@ -275,8 +277,11 @@ class OrderedColl : public detail::CollBase {
     return erase(it);
   }
   Ptr<V> erase(const_iterator it) {
-    if constexpr (kHashed) index_.erase(Set::get(it));
+    // The index's slot is fetched while the tree unlinks and rebalances.
+    [[maybe_unused]] uint64_t h = 0;
+    if constexpr (kHashed) h = index_.prepare(detail::keyOf<KeyFn>(*Set::get(it)));
     Ptr<V> v = set_.erase(it);
+    if constexpr (kHashed) index_.erase(v.get(), h);
     changed(&detail::keyOf<KeyFn>(*v));
     return v;
   }

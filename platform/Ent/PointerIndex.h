@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
+#include <utility>
 
 #include "platform/Ent/Error.h"
 #include "platform/Lanet/Hash.h"
@@ -46,8 +48,17 @@ class PointerIndex {
     }
   }
 
-  // `v`'s key must not be in the index yet.
-  void insert(V* v) {
+  // The hash of `k`, having asked the CPU to fetch its home slot: a caller with other work
+  // before its insert (a tree descent) passes it to insert() and finds the slot in cache.
+  uint64_t prepare(const K& k) const {
+    const uint64_t h = hashOf(k);
+    if (size_) __builtin_prefetch(&slots_[h >> shift_], 1);
+    return h;
+  }
+
+  // `v`'s key must not be in the index yet; `h` is prepare(key of v).
+  void insert(V* v) { insert(v, hashOf(keyOf(*v))); }
+  void insert(V* v, uint64_t h) {
     const auto p = reinterpret_cast<uintptr_t>(v);
     if ((p & ~kPtrMask) != 0) throw Error("PointerIndex: entry address beyond 48 bits");
     if ((size_ + erased_ + 1) * 8 > capacity() * 7) {
@@ -56,7 +67,6 @@ class PointerIndex {
              : (size_ + 1) * 2 > capacity() ? capacity() * 2
                                             : capacity());
     }
-    const uint64_t h = hashOf(keyOf(*v));
     size_t i = h >> shift_;
     while (occupied(slots_[i])) i = (i + 1) & mask_;
     if (slots_[i] == kErased) --erased_;
@@ -67,9 +77,9 @@ class PointerIndex {
   // Removes `v` if the index holds it. Its slot is marked erased rather than emptied, so the
   // entries after it in its run stay reachable without reading any of them; the marks go at the
   // next rehash.
-  void erase(const V* v) {
+  void erase(const V* v) { erase(v, hashOf(keyOf(*v))); }
+  void erase(const V* v, uint64_t h) {
     if (!size_) return;
-    const uint64_t h = hashOf(keyOf(*v));
     for (size_t i = h >> shift_;; i = (i + 1) & mask_) {
       const uint64_t s = slots_[i];
       if (s == kEmpty) return;
@@ -83,7 +93,11 @@ class PointerIndex {
     if (size_ == 0) {
       clear();
     } else if (capacity() > kMinCapacity && size_ * 8 < capacity()) {
-      rehash(capacity() / 2);
+      try {
+        rehash(capacity() / 2);
+      } catch (const std::bad_alloc&) {
+        // Shrinking only saves memory: the entry is gone either way.
+      }
     }
   }
 
@@ -118,9 +132,10 @@ class PointerIndex {
   }
 
   void rehash(size_t capacity) {
-    std::unique_ptr<uint64_t[]> old = std::move(slots_);
     const size_t oldCapacity = this->capacity();
-    slots_ = std::make_unique<uint64_t[]>(capacity);  // zeroed: all empty
+    // Allocated first: a failure leaves the table as it was.
+    std::unique_ptr<uint64_t[]> old =
+        std::exchange(slots_, std::make_unique<uint64_t[]>(capacity));  // zeroed: all empty
     mask_ = capacity - 1;
     const unsigned bits = static_cast<unsigned>(std::countr_zero(capacity));
     shift_ = 64 - bits;
