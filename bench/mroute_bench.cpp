@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -127,17 +128,18 @@ constexpr const char* kStorePartNames[kStoreParts] = {"ipMcastRouteNextHopTable"
 // table (next hops first, as the writer removes them).
 long long storeBytes(Snmp::PimMib& mib, long long (&parts)[kStoreParts]) {
   const long long before = Bench::heapBytes();
-  void (Snmp::PimMib::*const delAll[kStoreParts])() = {
+  static constexpr void (Snmp::PimMib::*delAll[kStoreParts])() = {
       &Snmp::PimMib::ipMcastRouteNextHopTableDelAll,
       &Snmp::PimMib::ipMRouteNextHopTableDelAll,
       &Snmp::PimMib::pimIpMrouteNextHopTableDelAll,
       &Snmp::PimMib::ipMcastRouteTableDelAll,
       &Snmp::PimMib::ipMRouteTableDelAll,
       &Snmp::PimMib::pimIpMrouteTableDelAll};
-  for (int i = 0; i < kStoreParts; ++i) {
+  long long* part = parts;
+  for (auto del : delAll) {
     const long long heap = Bench::heapBytes();
-    (mib.*delAll[i])();
-    parts[i] = heap - Bench::heapBytes();
+    std::invoke(del, mib);
+    *part++ = heap - Bench::heapBytes();
   }
   mib.ipMcastInterfaceTableDelAll();
   mib.ipMRouteInterfaceTableDelAll();
