@@ -18,27 +18,16 @@ namespace Routing::Pim::Snmp {
 
 class PimMib;
 
+// What the table handlers read: a store table without its write rules. GETs ask for rows at
+// random keys, so every table keeps a hash index beside its tree: a GET of one row of a large
+// table reads a couple of cache lines instead of a descent's worth.
+template <class K, class V>
+using StoreColl = Ent::OrderedColl<K, V, &V::key, std::hash<K>>;
+
 // A row type V is built as V(key, inputs...) and answers inputs() with the same inputs (a
 // tuple of references), so that a repeated create can tell the same row from a conflicting
 // one. A row with a `pimMibIs(const PimMib*)` member gets a back pointer to its store while
 // it is in the table, and loses it when it leaves.
-//
-// GETs ask for rows at random keys, so every table keeps a hash index beside its tree: a GET
-// of one row of a large table reads a couple of cache lines instead of a descent's worth.
-struct StoreKeyHash {
-  template <class K>
-  size_t operator()(const K& k) const {
-    if constexpr (requires { k.hash(); }) {
-      return k.hash();
-    } else {
-      return std::hash<K>{}(k);
-    }
-  }
-};
-
-// What the table handlers read: a store table without its write rules.
-template <class K, class V>
-using StoreColl = Ent::OrderedColl<K, V, &V::key, StoreKeyHash>;
 
 template <class K, class V>
 class StoreTable : public StoreColl<K, V> {

@@ -194,8 +194,8 @@ using OrderedSet = std::conditional_t<std::is_base_of_v<OrderedHook, V>, HookSet
 // linked into the tree themselves.
 //
 // With a Hash (a functor of K), exact-key look-ups (find, contains, findIter, erase by key)
-// go through a PointerIndex beside the tree instead of descending
-// it, for 9-18 bytes per entry: for large collections read at random keys.
+// go through a PointerIndex beside the tree instead of descending it, for 9-18 bytes per
+// entry: for large collections read at random keys.
 template <class K, class V, auto KeyFn = &V::key, class Hash = void>
 class OrderedColl : public detail::CollBase {
   using Set = detail::OrderedSet<K, V, KeyFn>;
