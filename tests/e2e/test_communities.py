@@ -5,7 +5,6 @@ their context over UDP and TCP, as net-snmp maps them; a wrong community or a wr
 no answer; SIGHUP replaces them."""
 
 import signal
-import subprocess
 
 import e2elib as e
 from e2elib import check, check_eq
@@ -24,15 +23,12 @@ LINES = ["com2sec pimsnmpVrf 127.0.0.1 hand",
 def vrf_of(env, port, community, source="127.0.0.1", transport="udp"):
     """The VRF whose first PIM interface a GETNEXT gets ('default', 'red'), None without an
     answer. net-snmp's TCP client does not bind --clientaddr: over TCP the source is 127.0.0.1."""
-    r = subprocess.run(["snmpgetnext", "-v2c", "-c", community, f"--clientaddr={source}",
-                        "-On", "-t", "1", "-r", "0", f"{transport}:127.0.0.1:{port}",
-                        PIM_INTERFACE_ADDRESS], env=env.env, capture_output=True, text=True,
-                       timeout=30)
+    r = e.snmp(env, "snmpgetnext", port, [f"--clientaddr={source}", PIM_INTERFACE_ADDRESS],
+               timeout=1, retries=0, transport=transport, community=community)
     if r.returncode != 0:
         check("Timeout" in r.stderr, f"{community} from {source}: {r.stderr.strip()}")
         return None
-    row = e.parse_varbinds(r.stdout)
-    index = next(iter(row), "").removeprefix(PIM_INTERFACE_ADDRESS + ".")
+    index = e.parse_vars(r.stdout)[0].oid.removeprefix(PIM_INTERFACE_ADDRESS + ".")
     return {"1": "default", "100": "red"}.get(index, f"row {index!r}")
 
 

@@ -15,7 +15,8 @@ import subprocess
 import e2elib as e
 from e2elib import check, check_eq
 
-SYS_NAME = "1.3.6.1.2.1.1.5.0"
+SYSTEM = "1.3.6.1.2.1.1"
+SYS_NAME = f"{SYSTEM}.5.0"
 PIM_NBR = "1.3.6.1.3.61.1.1.3.1"
 
 
@@ -32,17 +33,8 @@ def start_failure(env, config_path, what):
     check(not any("No such file" in l or "ready" in l for l in lines), f"nothing else: {lines}")
 
 
-def answers(env, port, community):
-    r = e.snmp(env, "snmpget", port, [SYS_NAME], timeout=1, retries=0, community=community)
-    return r.returncode == 0 and SYS_NAME in r.stdout
-
-
 def sys_name(env, port, community):
-    r = subprocess.run(["snmpget", "-v2c", "-c", community, "-On", "-Oa", "-Ov", "-t", "2",
-                        f"udp:127.0.0.1:{port}", SYS_NAME], env=env.env, capture_output=True,
-                       text=True, timeout=30)
-    check(r.returncode == 0, f"sysName with {community}: {r.stderr}")
-    return r.stdout.strip().removeprefix("STRING: ").strip('"')
+    return e.get(env, port, [SYS_NAME], community=community)[SYS_NAME][1].decode()
 
 
 def pim_values(env, port):
@@ -128,10 +120,11 @@ def main():
         notify.expect("READY")
         e.wait_for(lambda: "re-read configuration file" in proc.output(), 5, "reload logged")
         check_eq(sys_name(env, port, "new"), "after", "sysName after SIGHUP")
-        check(not answers(env, port, "old"), "the old community is gone")
+        check(not e.reachable(env, port, SYSTEM, community="old"), "the old community is gone")
         check(e.reachable(env, port, e.PIM_MIB, community="public-red"),
               "--community-prefix communities re-added")
-        check(answers(env, port, "public"), "prefix community of the default VRF")
+        check(e.reachable(env, port, SYSTEM, community="public"),
+              "prefix community of the default VRF")
         check_eq(pim_values(env, port), neighbors,
                  "red's PIM-MIB across the reload (v3 user re-read)")
         check_eq(e.table_counts(env, feed, "")["pimNeighborTable"], 3, "default rows")

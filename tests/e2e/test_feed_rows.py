@@ -4,7 +4,7 @@ PIM-MIB, IPMROUTE-STD-MIB and IP-MCAST-MIB, in the default context and in VRF re
 SNMPv2c (community per context) and SNMPv3 (-n red)."""
 
 import e2elib as e
-from e2elib import check, check_eq, columns, walk, get
+from e2elib import check, check_eq, columns, walk
 
 PIM_INTF = "1.3.6.1.3.61.1.1.2.1"
 PIM_NBR = "1.3.6.1.3.61.1.1.3.1"

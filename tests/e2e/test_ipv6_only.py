@@ -16,9 +16,7 @@ def document():
     doc = e.two_vrf_document()
     del doc["vrfs"]["red"]
     doc["interfaces"].update({"Ethernet20": {"ifIndex": 20}, "Ethernet21": {"ifIndex": 21}})
-    doc["vrfs"]["blue6"] = {"ipv6": e.vrf_inputs(
-        "ipv6",
-        interfaces={
+    doc["vrfs"]["blue6"] = {"ipv6": e.vrf_inputs(interfaces={
             "Ethernet20": {"address": "2001:db8:20::1/64", "dr": "2001:db8:20::1",
                            "neighbors": {"2001:db8:20::2": {}}},
             "Ethernet21": {"address": "2001:db8:21::1/64", "dr": "2001:db8:21::1"},

@@ -31,7 +31,7 @@ REFUSED = [
 
 
 def vrf_patch(name, ifindex_owner):
-    return {"vrfs": {name: {"ipv4": e.vrf_inputs("ipv4", interfaces={
+    return {"vrfs": {name: {"ipv4": e.vrf_inputs(interfaces={
         ifindex_owner: {"address": "10.0.1.1/24", "dr": "10.0.1.1"}})}}}
 
 

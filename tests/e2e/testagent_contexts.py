@@ -8,7 +8,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from testagent_lib import (IPMCAST_MIB, IPMROUTE_MIB, NO_SUCH_OBJECT, PIM_MIB, Env, check,
-                           check_eq, check_vars, expected_walk, main, under)
+                           check_eq, check_vars, expected_walk, run, under)
 
 CONFIG = """rocommunity public 127.0.0.1
 rocommunity public-red 127.0.0.1 .1 red
@@ -18,9 +18,9 @@ rouser tester noauth
 
 ROOTS = (PIM_MIB, IPMROUTE_MIB, IPMCAST_MIB)
 # (description, request options) per VRF.
-DEFAULT_VIEWS = [("v2c public", {}), ("v3 default context", {"v3user": "tester"})]
+DEFAULT_VIEWS = [("v2c public", {}), ("v3 default context", {"user": "tester"})]
 RED_VIEWS = [("v2c public-red", {"community": "public-red"}),
-             ("v3 -n red", {"v3user": "tester", "context": "red"})]
+             ("v3 -n red", {"user": "tester", "context": "red"})]
 
 
 def test_each_context_sees_its_own_rows():
@@ -71,7 +71,4 @@ def test_unregistering_pim_mib_in_one_context():
                  "default context after red's unregister")
 
 if __name__ == "__main__":
-    main([
-        test_each_context_sees_its_own_rows,
-        test_unregistering_pim_mib_in_one_context,
-    ])
+    run(test_each_context_sees_its_own_rows, test_unregistering_pim_mib_in_one_context)

@@ -1,38 +1,12 @@
-"""Harness of the test-agent end-to-end tests: pimsnmp-testagent (the three MIB modules in an
-embedded net-snmp master over fixture stores) and net-snmp's command-line tools, on random
-loopback ports, in a private temporary directory.
+"""The test agent's side of the end-to-end harness (e2elib): pimsnmp-testagent (the three MIB
+modules in an embedded net-snmp master over fixture stores, PIMSNMP_TESTAGENT) started with its
+control channel, and its fixture rows (tools/testagent/Fixture.cpp) written out as the varbinds a
+walk must return: `expected_walk(root, vrf)`."""
 
-`with Env() as env:` stops everything it started when the block ends; every wait is bounded.
-The agent binary comes from PIMSNMP_TESTAGENT (set by ctest).
-
-The fixture rows (tools/testagent/Fixture.cpp) are written out below as the varbinds a walk must
-return: `expected_walk(root, vrf)`.
-"""
-
-import os
-import re
-import shutil
-import signal
-import socket
-import subprocess
-import sys
-import tempfile
-import time
-import traceback
-
-TESTAGENT = os.environ.get("PIMSNMP_TESTAGENT", "pimsnmp-testagent")
-from e2ecommon import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, Failure,  # noqa: F401
-                       auth_args, check, check_eq, free_port, private_snmp_env)
-
-PIM_RP_TABLE = "1.3.6.1.3.61.1.1.5"
-
-# Client timeout (seconds) and retries: the agent is local, an answer takes milliseconds.
-CLIENT_TIMEOUT = "2"
-CLIENT_RETRIES = "1"
-
-NO_SUCH_OBJECT = "noSuchObject"
-NO_SUCH_INSTANCE = "noSuchInstance"
-END_OF_MIB = "endOfMibView"
+from e2elib import (END_OF_MIB, IPMCAST_MIB, IPMROUTE_MIB, NO_SUCH_INSTANCE,  # noqa: F401
+                    NO_SUCH_OBJECT, PIM_MIB, TESTAGENT, Failure, check, check_eq, free_port,
+                    request, run, snmp)
+import e2elib
 
 
 def oid_key(oid):
@@ -44,205 +18,22 @@ def under(oid, root):
     return oid_key(oid)[: len(oid_key(root))] == oid_key(root)
 
 
-# --- net-snmp output ------------------------------------------------------------------------
-
-class Var:
-    """One varbind as a net-snmp tool printed it with -On -Ox."""
-
-    def __init__(self, oid, type_, value):
-        self.oid = oid
-        self.type = type_
-        self.value = value
-
-    def __repr__(self):
-        return f"{self.oid} = {self.type}: {self.value}"
-
-
-_EXCEPTIONS = {
-    "No Such Object available on this agent at this OID": NO_SUCH_OBJECT,
-    "No Such Instance currently exists at this OID": NO_SUCH_INSTANCE,
-    "No more variables left in this MIB View (It is past the end of the MIB tree)": END_OF_MIB,
-}
-
-_LINE = re.compile(r"^\.?(\d+(?:\.\d+)*) = (.*)$")
-
-
-def parse_value(text):
-    """(type, value) of the right-hand side of a printed varbind. Integers become int,
-    octet strings a bytes object, addresses and OIDs stay text."""
-    text = text.strip()
-    if text in _EXCEPTIONS:
-        return _EXCEPTIONS[text], None
-    if text == '""':
-        return "STRING", b""
-    m = re.match(r"^([A-Za-z0-9-]+): ?(.*)$", text)
-    if not m:
-        raise Failure(f"cannot parse value {text!r}")
-    type_, value = m.group(1), m.group(2).strip()
-    if type_ in ("INTEGER", "Gauge32", "Counter32", "Counter64", "Timeticks", "Unsigned32"):
-        # "Timeticks: (12002) 0:02:00.02": the number in parentheses.
-        value = int(re.match(r"^\(?(-?\d+)", value).group(1))
-    elif type_ in ("Hex-STRING", "STRING"):
-        if type_ == "Hex-STRING":
-            value = bytes(int(b, 16) for b in value.split())
-        else:
-            value = value.strip('"').encode()
-        type_ = "STRING"
-    elif type_ == "OID":
-        value = value.lstrip(".")
-    return type_, value
-
-
-def parse_vars(output):
-    out = []
-    for line in output.splitlines():
-        if not line.strip():
-            continue
-        m = _LINE.match(line.strip())
-        if not m:
-            if out and line.startswith(" "):  # a wrapped hex string
-                prev = out[-1]
-                if prev.type == "STRING":
-                    prev.value += bytes(int(b, 16) for b in line.split())
-                continue
-            raise Failure(f"cannot parse line {line!r}")
-        type_, value = parse_value(m.group(2))
-        out.append(Var(m.group(1), type_, value))
-    return out
-
-
-# --- processes ------------------------------------------------------------------------------
-
-class Env:
-    """A private directory and the processes of one test; everything is stopped on exit."""
-
-    def __init__(self, name="testagent"):
-        self.name = name
-        self.procs = []
-
-    def __enter__(self):
-        self.dir = tempfile.mkdtemp(prefix=f"pimsnmp-{self.name}-")
-        self.env = private_snmp_env(self.dir)
-        return self
-
-    def __exit__(self, exc_type, exc, tb):
-        for p in reversed(self.procs):
-            p.stop()
-        # The agent must end cleanly on SIGTERM: a sanitizer report (a leak found at exit)
-        # shows up only as its exit status.
-        unclean = [p for p in self.procs if p.check_exit and p.popen.returncode != 0]
-        logs = {p.name: p.stderr_text_closed() for p in unclean}
-        shutil.rmtree(self.dir, ignore_errors=True)
-        if unclean and exc_type is None:
-            p = unclean[0]
-            raise Failure(f"{p.name} exited with {p.popen.returncode}:\n{logs[p.name][-4000:]}")
-        return False
-
-    def path(self, name):
-        return os.path.join(self.dir, name)
-
-    def write(self, name, text):
-        with open(self.path(name), "w") as f:
-            f.write(text)
-        return self.path(name)
-
-    def spawn(self, name, argv, stdin=None):
-        log = open(self.path(f"{name}.log"), "w+")
-        p = subprocess.Popen(argv, env=self.env, stdin=stdin, stdout=subprocess.PIPE,
-                             stderr=log, text=True, bufsize=1)
-        proc = Proc(name, p, log)
-        self.procs.append(proc)
-        return proc
-
-    # Agent ----------------------------------------------------------------------------------
-
+class Env(e2elib.Env):
     def agent(self, *args, config="rocommunity public 127.0.0.1\n", name="agent"):
         """Starts the test agent on a free port with `config` as its snmpd.conf; waits until
         it is ready. Retries on another port when the chosen one was taken meanwhile."""
         conf = self.write(f"{name}.conf", config)
         for _ in range(5):
             port = free_port()
-            proc = self.spawn(name, [TESTAGENT, "--port", str(port), "--config", conf,
+            proc = self.start(name, [TESTAGENT, "--port", str(port), "--config", conf,
                                      "--persistent-dir", self.path(f"{name}-persist"),
-                                     "--control", *args], stdin=subprocess.PIPE)
-            line = proc.readline(timeout=30)
-            if line and line.startswith("ready"):
+                                     "--control", *args], control=True)
+            if (proc.readline(timeout=30) or "").startswith("ready"):
                 proc.check_exit = True
                 return Agent(self, proc, port)
             proc.stop()
             self.procs.remove(proc)
-        # Stopped, so its log is closed: read it by name.
-        raise Failure(f"the test agent did not start:\n{proc.stderr_text_closed()}")
-
-    # Clients --------------------------------------------------------------------------------
-
-    def tool(self, tool, args, timeout=30):
-        """Runs a net-snmp tool; returns (exit code, stdout, stderr)."""
-        try:
-            r = subprocess.run([tool, *args], env=self.env, capture_output=True, text=True,
-                               timeout=timeout)
-        except subprocess.TimeoutExpired:
-            raise Failure(f"{tool} {' '.join(args)} did not finish in {timeout} s")
-        return r.returncode, r.stdout, r.stderr
-
-
-class Proc:
-    def __init__(self, name, popen, log):
-        self.name = name
-        self.popen = popen
-        self.log = log
-        self._buffer = ""
-        self.check_exit = False
-
-    def readline(self, timeout):
-        """One line of stdout, or None at end of output or after `timeout` seconds."""
-        import select
-        deadline = time.monotonic() + timeout
-        fd = self.popen.stdout
-        while "\n" not in self._buffer:
-            left = deadline - time.monotonic()
-            if left <= 0:
-                return None
-            ready, _, _ = select.select([fd], [], [], left)
-            if not ready:
-                return None
-            chunk = os.read(fd.fileno(), 65536).decode()
-            if not chunk:
-                return None
-            self._buffer += chunk
-        line, self._buffer = self._buffer.split("\n", 1)
-        return line
-
-    def alive(self):
-        return self.popen.poll() is None
-
-    def stderr_text(self):
-        self.log.flush()
-        return self.stderr_text_closed()
-
-    def stderr_text_closed(self):
-        try:
-            with open(self.log.name) as f:
-                return f.read()
-        except OSError:
-            return ""
-
-    def stop(self):
-        if self.popen.poll() is None:
-            self.popen.send_signal(signal.SIGTERM)
-            try:
-                # Sanitizer builds take a while to check for leaks at exit.
-                self.popen.wait(timeout=30)
-            except subprocess.TimeoutExpired:
-                self.popen.kill()
-                self.popen.wait(timeout=5)
-        for f in (self.popen.stdin, self.popen.stdout):
-            if f:
-                try:
-                    f.close()
-                except OSError:
-                    pass
-        self.log.close()
+        raise Failure(f"the test agent did not start:\n{proc.output()}")
 
 
 class Agent:
@@ -250,15 +41,13 @@ class Agent:
         self.env = env
         self.proc = proc
         self.port = port
-        self.peer = f"udp:127.0.0.1:{port}"
 
     def control(self, command):
         """Runs a control command; returns its reply after "ok", raises on "error"."""
-        self.proc.popen.stdin.write(command + "\n")
-        self.proc.popen.stdin.flush()
+        self.proc.writeline(command)
         reply = self.proc.readline(timeout=10)
         if reply is None:
-            raise Failure(f"no reply to {command!r}; agent log:\n{self.proc.stderr_text()}")
+            raise Failure(f"no reply to {command!r}; agent log:\n{self.proc.output()}")
         if not reply.startswith("ok"):
             raise Failure(f"{command!r}: {reply}")
         return reply[2:].strip()
@@ -266,38 +55,20 @@ class Agent:
     def alive(self):
         return self.proc.alive() and self.control("ping") == ""
 
-    def log(self):
-        return self.proc.stderr_text()
+    def request(self, tool, *args, **auth):
+        """The varbinds of one request (GET, GETNEXT, GETBULK: one PDU)."""
+        return request(self.env, tool, self.port, list(args), **auth)
 
-    # Requests -------------------------------------------------------------------------------
+    def get(self, *oids, **auth):
+        return self.request("snmpget", *oids, **auth)
 
-    def _run(self, tool, oids, community="public", v3user=None, context=None, extra=()):
-        args = [*auth_args(community, context, v3user), "-On", "-Ox", "-t",
-                CLIENT_TIMEOUT, "-r", CLIENT_RETRIES, *extra, self.peer, *oids]
-        code, out, err = self.env.tool(tool, args)
-        return code, out, err
+    def getnext(self, *oids, **auth):
+        return self.request("snmpgetnext", *oids, **auth)
 
-    def request(self, tool, oids, **kw):
-        """GET/GETNEXT of several OIDs in one PDU; returns the varbinds."""
-        code, out, err = self._run(tool, oids, **kw)
-        if code != 0:
-            raise Failure(f"{tool} {oids} failed ({code}): {err.strip()}")
-        return parse_vars(out)
-
-    def get(self, *oids, **kw):
-        return self.request("snmpget", list(oids), **kw)
-
-    def getnext(self, *oids, **kw):
-        return self.request("snmpgetnext", list(oids), **kw)
-
-    def walk(self, root, bulk=False, **kw):
-        tool = "snmpbulkwalk" if bulk else "snmpwalk"
-        extra = ["-Cr25"] if bulk else []
+    def walk(self, root, bulk=False, **auth):
         # -Cc: tolerate increasing-OID violations instead of stopping, so the test sees them.
-        code, out, err = self._run(tool, [root], extra=[*extra, "-Cc"], **kw)
-        if code != 0:
-            raise Failure(f"{tool} {root} failed ({code}): {err.strip()}")
-        got = parse_vars(out)
+        got = self.request("snmpbulkwalk" if bulk else "snmpwalk",
+                           *(["-Cr25"] if bulk else []), "-Cc", root, **auth)
         # snmpwalk reports the end of the agent's whole view as one last varbind, and an empty
         # subtree as the exception of a GET on the root.
         while got and got[-1].type == END_OF_MIB:
@@ -307,10 +78,10 @@ class Agent:
             got.pop()
         return got
 
-    def set(self, oid, type_, value, **kw):
+    def set(self, oid, type_, value, **auth):
         """SET of one varbind; returns (exit code, stdout + stderr)."""
-        code, out, err = self._run("snmpset", [oid, type_, value], **kw)
-        return code, out + err
+        r = snmp(self.env, "snmpset", self.port, [oid, type_, value], **auth)
+        return r.returncode, r.stdout + r.stderr
 
 
 # --- expected rows --------------------------------------------------------------------------
@@ -500,20 +271,3 @@ def check_increasing(vars_, what):
     for a, b in zip(vars_, vars_[1:]):
         if not oid_key(a.oid) < oid_key(b.oid):
             raise Failure(f"{what}: {b.oid} follows {a.oid}")
-
-
-# --- running --------------------------------------------------------------------------------
-
-def main(tests):
-    """Runs the test functions in order; prints each result; exits non-zero on a failure."""
-    failed = 0
-    for t in tests:
-        start = time.monotonic()
-        try:
-            t()
-            print(f"PASS {t.__name__} ({time.monotonic() - start:.1f} s)", flush=True)
-        except Exception:  # report every kind of failure and go on with the next test
-            failed += 1
-            print(f"FAIL {t.__name__}", flush=True)
-            traceback.print_exc()
-    sys.exit(1 if failed else 0)

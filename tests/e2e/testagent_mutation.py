@@ -6,8 +6,8 @@ import os
 import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from testagent_lib import (Env, check, check_eq, check_increasing, main, mcast_route_index,
-                           oid_key, parse_vars)
+from testagent_lib import (Env, check, check_eq, check_increasing, mcast_route_index,  # noqa: E402
+                           oid_key, run)
 
 MROUTE = "1.3.6.1.2.1.83.1.1.2.1"
 PIM_NBR = "1.3.6.1.3.61.1.1.3.1"
@@ -22,10 +22,7 @@ def stepwise_walk(agent, start, stop_prefix, mutations, bulk=0):
     cursor = start
     for step in range(100):
         if bulk:
-            code, out, err = agent._run("snmpbulkget", [cursor],
-                                        extra=["-Cn0", f"-Cr{bulk}"])
-            check(code == 0, f"snmpbulkget {cursor}: {err}")
-            got = parse_vars(out)
+            got = agent.request("snmpbulkget", "-Cn0", f"-Cr{bulk}", cursor)
         else:
             got = agent.getnext(cursor)
         check(got, f"no answer after {cursor}")
@@ -135,9 +132,7 @@ def test_ip_mcast_rows_changing_under_a_walk():
 
 
 if __name__ == "__main__":
-    main([
-        test_route_rows_changing_under_a_getnext_walk,
+    run(test_route_rows_changing_under_a_getnext_walk,
         test_route_rows_changing_under_a_bulk_walk,
         test_ip_address_indexed_rows_changing_under_a_walk,
-        test_ip_mcast_rows_changing_under_a_walk,
-    ])
+        test_ip_mcast_rows_changing_under_a_walk)

@@ -7,7 +7,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from testagent_lib import (Env, check, check_eq, expected_walk, IPMCAST_MIB, IPMROUTE_MIB,
-                           PIM_MIB, main, mcast_route_index)
+                           PIM_MIB, mcast_route_index, run)
 
 R1 = "239.1.1.1.10.1.1.1.255.255.255.255"
 M1 = mcast_route_index("239.1.1.1", "10.1.1.1", 32)
@@ -87,4 +87,4 @@ def test_every_set_is_refused_and_changes_nothing():
 
 
 if __name__ == "__main__":
-    main([test_every_set_is_refused_and_changes_nothing])
+    run(test_every_set_is_refused_and_changes_nothing)

@@ -20,7 +20,7 @@ import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
 from e2elib import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, Failure, check, check_eq,  # noqa: E402
-                    free_port, parse_varbinds, run, wait_for)
+                    free_port, run, wait_for)
 
 BUILD_DIR = os.environ["BUILD_DIR"]
 SOURCE_DIR = os.environ["SOURCE_DIR"]
@@ -298,6 +298,11 @@ def snmp(tool, port, auth, *oids):
     return r
 
 
+def objects(walk_output, root):
+    """The lines of snmpwalk -On output that print an object under `root`."""
+    return [l for l in walk_output.splitlines() if l.lstrip(".").startswith(root + ".")]
+
+
 def run_daemon(root, tmp):
     """Starts the installed daemon as the unit would (its user and group, its runtime
     directory, its command line) and queries it; returns the unit's uid and gid."""
@@ -347,7 +352,7 @@ def run_daemon(root, tmp):
                   f"snmpget {' '.join(a)} on the empty state: {r.stdout}{r.stderr}\n{output()}")
         for root_oid in (PIM_MIB, IPMROUTE_MIB, IPMCAST_MIB):
             r = snmp("snmpwalk", port, auth, root_oid)
-            rows = [o for o in parse_varbinds(r.stdout) if o.startswith(root_oid + ".")]
+            rows = objects(r.stdout, root_oid)
             check(r.returncode == 0 and not rows, f"walk {root_oid}: {r.stdout}{r.stderr}")
         # pimsnmpctl: for the daemon's group only (socket 0660 in a 0750 directory).
         ctl = lambda *ids: subprocess.run(
@@ -368,8 +373,8 @@ def run_daemon(root, tmp):
         demo = open(root + "/usr/share/pimsnmp/demo-state.json").read()
         with open(root + "/etc/pimsnmp/state.json", "w") as f:
             f.write(demo)
-        wait_for(lambda: [o for o in parse_varbinds(snmp("snmpwalk", port, auth, PIM_MIB).stdout)
-                          if o.startswith(PIM_MIB + ".")], 20, "PIM-MIB rows from the state file")
+        wait_for(lambda: objects(snmp("snmpwalk", port, auth, PIM_MIB).stdout, PIM_MIB), 20,
+                 "PIM-MIB rows from the state file")
 
         proc.send_signal(signal.SIGTERM)
         check_eq(proc.wait(timeout=20), 0, "pimsnmpd's exit status after SIGTERM")
