@@ -58,22 +58,18 @@ def test_every_set_is_refused_and_changes_nothing():
     with Env("set") as env:
         agent = env.agent(config="rwcommunity public 127.0.0.1\n")
         before = {root: agent.walk(root, bulk=True) for root in (PIM_MIB, IPMROUTE_MIB, IPMCAST_MIB)}
-        count = 0
         for name, oid, (type_, value) in SCALARS:
             check_refused(agent, name, oid, type_, value)
-            count += 1
         for table, entry, index, columns in TABLES:
             for column, (type_, value) in columns.items():
                 check_refused(agent, f"{table} column {column}", f"{entry}.{column}.{index}",
                               type_, value)
-                count += 1
         # Rows that do not exist cannot be created either.
         check_refused(agent, "new pimInterfaceTable row", "1.3.6.1.3.61.1.1.2.1.7.99", "i", "4")
         check_refused(agent, "new pimCandidateRPTable row",
                       "1.3.6.1.3.61.1.1.11.1.4.232.0.0.0.255.0.0.0", "i", "4")
         check_refused(agent, "new ipMcastInterfaceTable row", "1.3.6.1.2.1.168.1.3.1.5.1.99",
                       "i", "4")
-        check_eq(count, 6 + sum(len(t[3]) for t in TABLES), "SETs tried")
 
         check(agent.alive(), "the agent stopped")
         for root, vars_ in before.items():
