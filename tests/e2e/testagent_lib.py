@@ -7,6 +7,7 @@ from e2elib import (END_OF_MIB, IPMCAST_MIB, IPMROUTE_MIB, NO_SUCH_INSTANCE,  # 
                     NO_SUCH_OBJECT, PIM_MIB, TESTAGENT, Failure, check, check_eq, free_port,
                     request, run, snmp)
 import e2elib
+from operator import itemgetter as at
 
 
 def oid_key(oid):
@@ -86,10 +87,6 @@ class Agent:
 
 # --- expected rows --------------------------------------------------------------------------
 
-def ip(text):
-    return [int(x) for x in text.split(".")]
-
-
 def ticks_between(lo, hi):
     """A TimeTicks value that depends on when it was read."""
     return ("range", lo, hi)
@@ -132,115 +129,82 @@ def _next_hops(vrf):
 
 def mcast_route_index(group, source, source_len):
     """ipMcastRouteTable index of an IPv4 route (group /32)."""
-    return (f"1.4.{group}.32.1.4.{source}.{source_len}")
+    return f"1.4.{group}.32.1.4.{source}.{source_len}"
+
+
+def _table(entry, rows, *columns):
+    """A table's varbinds, column by column: `rows` are (index, row) in index order, `columns`
+    (column, type, the value of a row: a function, or one value for every row)."""
+    return [(f"{entry}.{col}.{index}", t, value(r) if callable(value) else value)
+            for col, t, value in columns for index, r in rows]
 
 
 def expected_walk(root, vrf="default"):
     """The varbinds a walk of `root` in `vrf`'s context returns, in order: list of
     (oid, type, value) where value may be ("range", lo, hi)."""
-    rows = []
-    add = lambda oid, t, v: rows.append((oid, t, v))
+    red = vrf == "red"
+    routes = [(".".join(r[:3]), r) for r in _route_rows(vrf)]
+    hops = _next_hops(vrf)
     if root == PIM_MIB:
         p = "1.3.6.1.3.61.1.1"
-        add(f"{p}.1.0", "INTEGER", 60)
-        if vrf == "red":
-            intfs = [(7, "10.7.0.1", "255.255.255.0", 2, "10.7.0.1", 30, 60, -1)]
-            nbrs = [("10.7.0.2", 7, 2)]
-        else:
-            intfs = [(3, "10.0.3.1", "255.255.255.0", 2, "10.0.3.9", 30, 60, 7),
-                     (5, "10.0.5.1", "255.255.255.252", 1, "10.0.5.2", 10, 90, -1)]
-            nbrs = [("10.0.3.2", 3, 2), ("10.0.5.2", 5, 1)]
-        for col, t, f in [(2, "IpAddress", lambda r: r[1]), (3, "IpAddress", lambda r: r[2]),
-                          (4, "INTEGER", lambda r: r[3]), (5, "IpAddress", lambda r: r[4]),
-                          (6, "INTEGER", lambda r: r[5]), (7, "INTEGER", lambda r: 1),
-                          (8, "INTEGER", lambda r: r[6]), (9, "INTEGER", lambda r: r[7])]:
-            for r in intfs:
-                add(f"{p}.2.1.{col}.{r[0]}", t, f(r))
-        for col in (2, 3, 4, 5):
-            for addr, ifindex, mode in nbrs:
-                if col == 2:
-                    add(f"{p}.3.1.2.{addr}", "INTEGER", ifindex)
-                elif col == 3:  # created 120 s before the agent was ready
-                    add(f"{p}.3.1.3.{addr}", "Timeticks", ticks_between(12000, 12000 + SLACK * 100))
-                elif col == 4:  # hold time 105 s from then, whole seconds
-                    add(f"{p}.3.1.4.{addr}", "Timeticks", ticks_between(10500 - SLACK * 100, 10500))
-                else:
-                    add(f"{p}.3.1.5.{addr}", "INTEGER", mode)
-        routes = _route_rows(vrf)
-        for col in range(1, 6):
-            for g, s, m, _, _, _, _, metric, pref, rpt, flags in routes:
-                idx = f"{g}.{s}.{m}"
-                add(f"{p}.4.1.{col}.{idx}", *{
-                    1: ("Timeticks", 0), 2: ("INTEGER", metric), 3: ("INTEGER", pref),
-                    4: ("INTEGER", rpt), 5: ("STRING", flags)}[col])
-        if vrf != "red":
-            rps = [("224.0.0.0", "240.0.0.0", "10.9.9.9", 150, ticks_between(3000 - SLACK * 100, 3000)),
-                   ("239.0.0.0", "255.0.0.0", "10.8.8.8", 0, 0)]
-            for g, m, a, hold, _ in rps:
-                add(f"{p}.6.1.4.1.{g}.{m}.{a}", "INTEGER", hold)
-            for g, m, a, _, expiry in rps:
-                add(f"{p}.6.1.5.1.{g}.{m}.{a}", "Timeticks", expiry)
-        for g, s, m, ifindex, _, reason in _next_hops(vrf):
-            add(f"{p}.7.1.2.{g}.{s}.{m}.{ifindex}.{g}", "INTEGER", reason)
-        if vrf != "red":
-            add(f"{p}.11.1.3.224.0.0.0.240.0.0.0", "IpAddress", "10.9.9.9")
-            add(f"{p}.11.1.4.224.0.0.0.240.0.0.0", "INTEGER", 1)
-            component = ("10.7.7.7", 13000, 180)
-        else:
-            component = ("0.0.0.0", 0, 0)
-        add(f"{p}.12.1.2.1", "IpAddress", component[0])
-        add(f"{p}.12.1.3.1", "Timeticks", component[1])
-        add(f"{p}.12.1.4.1", "INTEGER", component[2])
-        add(f"{p}.12.1.5.1", "INTEGER", 1)
-    elif root == IPMROUTE_MIB:
+        intfs = [(7, "10.7.0.1", "255.255.255.0", 2, "10.7.0.1", 30, 60, -1)] if red else [
+            (3, "10.0.3.1", "255.255.255.0", 2, "10.0.3.9", 30, 60, 7),
+            (5, "10.0.5.1", "255.255.255.252", 1, "10.0.5.2", 10, 90, -1)]
+        nbrs = [("10.7.0.2", 7, 2)] if red else [("10.0.3.2", 3, 2), ("10.0.5.2", 5, 1)]
+        rps = [] if red else [
+            ("1.224.0.0.0.240.0.0.0.10.9.9.9", (150, ticks_between(3000 - SLACK * 100, 3000))),
+            ("1.239.0.0.0.255.0.0.0.10.8.8.8", (0, 0))]
+        component = ("0.0.0.0", 0, 0) if red else ("10.7.7.7", 13000, 180)
+        return [(f"{p}.1.0", "INTEGER", 60)] + _table(
+            f"{p}.2.1", [(i[0], i) for i in intfs],
+            (2, "IpAddress", at(1)), (3, "IpAddress", at(2)), (4, "INTEGER", at(3)),
+            (5, "IpAddress", at(4)), (6, "INTEGER", at(5)), (7, "INTEGER", 1),
+            (8, "INTEGER", at(6)), (9, "INTEGER", at(7))) + _table(
+            f"{p}.3.1", [(n[0], n) for n in nbrs], (2, "INTEGER", at(1)),
+            # created 120 s before the agent was ready; hold time 105 s from then, whole seconds
+            (3, "Timeticks", ticks_between(12000, 12000 + SLACK * 100)),
+            (4, "Timeticks", ticks_between(10500 - SLACK * 100, 10500)),
+            (5, "INTEGER", at(2))) + _table(
+            f"{p}.4.1", routes, (1, "Timeticks", 0), (2, "INTEGER", at(7)),
+            (3, "INTEGER", at(8)), (4, "INTEGER", at(9)), (5, "STRING", at(10))) + _table(
+            f"{p}.6.1", rps, (4, "INTEGER", at(0)), (5, "Timeticks", at(1))) + _table(
+            f"{p}.7.1", [(f"{g}.{s}.{m}.{i}.{g}", reason) for g, s, m, i, _, reason in hops],
+            (2, "INTEGER", lambda reason: reason)) + ([] if red else [
+                (f"{p}.11.1.3.224.0.0.0.240.0.0.0", "IpAddress", "10.9.9.9"),
+                (f"{p}.11.1.4.224.0.0.0.240.0.0.0", "INTEGER", 1)]) + _table(
+            f"{p}.12.1", [(1, component)], (2, "IpAddress", at(0)), (3, "Timeticks", at(1)),
+            (4, "INTEGER", at(2)), (5, "INTEGER", 1))
+    if root == IPMROUTE_MIB:
         p = "1.3.6.1.2.1.83.1.1"
-        add(f"{p}.1.0", "INTEGER", 1)
-        routes = _route_rows(vrf)
-        for col in (4, 5, 6, 8, 10, 16):
-            for g, s, m, up, inif, pkts, octets, *_ in routes:
-                idx = f"{g}.{s}.{m}"
-                add(f"{p}.2.1.{col}.{idx}", *{
-                    4: ("IpAddress", up), 5: ("INTEGER", inif),
-                    6: ("Timeticks", ticks_between(6000, 6000 + SLACK * 100)),
-                    8: ("Counter32", pkts), 10: ("Counter32", octets & 0xFFFFFFFF),
-                    16: ("Counter64", octets)}[col])
-        for g, s, m, ifindex, fwd, _ in _next_hops(vrf):
-            add(f"{p}.3.1.6.{g}.{s}.{m}.{ifindex}.{g}", "INTEGER", 2 if fwd else 1)
-        intfs = [7] if vrf == "red" else [3, 4, 5]
-        for col, value in ((2, 0), (3, 8), (4, 0)):
-            for i in intfs:
-                add(f"{p}.4.1.{col}.{i}", "INTEGER", value)
-        add(f"{p}.7.0", "Gauge32", len(routes))
-    elif root == IPMCAST_MIB:
+        return [(f"{p}.1.0", "INTEGER", 1)] + _table(
+            f"{p}.2.1", routes, (4, "IpAddress", at(3)), (5, "INTEGER", at(4)),
+            (6, "Timeticks", ticks_between(6000, 6000 + SLACK * 100)),
+            (8, "Counter32", at(5)), (10, "Counter32", lambda r: r[6] & 0xFFFFFFFF),
+            (16, "Counter64", at(6))) + _table(
+            f"{p}.3.1", [(f"{g}.{s}.{m}.{i}.{g}", fwd) for g, s, m, i, fwd, _ in hops],
+            (6, "INTEGER", lambda fwd: 2 if fwd else 1)) + _table(
+            f"{p}.4.1", [(i, i) for i in ([7] if red else [3, 4, 5])],
+            (2, "INTEGER", 0), (3, "INTEGER", 8), (4, "INTEGER", 0)) + [
+            (f"{p}.7.0", "Gauge32", len(routes))]
+    if root == IPMCAST_MIB:
         p = "1.3.6.1.2.1.168.1"
-        v4 = _route_rows(vrf)
-        mroutes = []
-        for g, s, m, up, inif, pkts, octets, *_ in v4:
-            slen = 0 if s == "0.0.0.0" else 32
-            mroutes.append((mcast_route_index(g, s, slen), 1, bytes(ip(up)), inif, octets, pkts))
-        if vrf != "red":
-            v6 = "2.16." + ".".join(["255", "14"] + ["0"] * 13 + ["1"]) + ".128.2.16." + \
-                 ".".join(["0"] * 16) + ".0"
-            mroutes.append((v6, 2, bytes(16), 0, 1700, 17))
-        add(f"{p}.1.0", "INTEGER", 1)
-        add(f"{p}.2.0", "Gauge32", len(mroutes))
-        intfs = ["1.7"] if vrf == "red" else ["1.3", "1.4", "2.3"]
-        for col, t, value in ((3, "Gauge32", 0), (4, "Gauge32", 0), (5, "INTEGER", 5)):
-            for i in intfs:
-                add(f"{p}.3.1.{col}.{i}", t, value)
-        for col in (7, 8, 9, 10, 18, 19):
-            for idx, uptype, up, inif, octets, pkts in mroutes:
-                add(f"{p}.5.1.{col}.{idx}", *{
-                    7: ("INTEGER", uptype), 8: ("STRING", up), 9: ("INTEGER", inif),
-                    10: ("Timeticks", 94000), 18: ("Counter64", octets),
-                    19: ("Counter64", pkts)}[col])
-        for g, s, m, ifindex, fwd, _ in _next_hops(vrf):
-            idx = mcast_route_index(g, s, 32)
-            add(f"{p}.6.1.10.{idx}.{ifindex}.1.4.{g}", "INTEGER", 2 if fwd else 1)
-        add(f"{p}.11.0", "INTEGER", 5)
-    else:
-        raise ValueError(root)
-    return rows
+        # (upstream type, upstream, inIfIndex, octets, pkts)
+        mroutes = [(mcast_route_index(g, s, 0 if s == "0.0.0.0" else 32),
+                    (1, bytes(int(x) for x in up.split(".")), inif, octets, pkts))
+                   for g, s, _, up, inif, pkts, octets, *_ in _route_rows(vrf)]
+        if not red:
+            mroutes.append(("2.16.255.14" + ".0" * 13 + ".1.128.2.16" + ".0" * 16 + ".0",
+                            (2, bytes(16), 0, 1700, 17)))
+        return [(f"{p}.1.0", "INTEGER", 1), (f"{p}.2.0", "Gauge32", len(mroutes))] + _table(
+            f"{p}.3.1", [(i, i) for i in (["1.7"] if red else ["1.3", "1.4", "2.3"])],
+            (3, "Gauge32", 0), (4, "Gauge32", 0), (5, "INTEGER", 5)) + _table(
+            f"{p}.5.1", mroutes, (7, "INTEGER", at(0)), (8, "STRING", at(1)),
+            (9, "INTEGER", at(2)), (10, "Timeticks", 94000), (18, "Counter64", at(3)),
+            (19, "Counter64", at(4))) + _table(
+            f"{p}.6.1", [(f"{mcast_route_index(g, s, 32)}.{i}.1.4.{g}", fwd)
+                         for g, s, m, i, fwd, _ in hops],
+            (10, "INTEGER", lambda fwd: 2 if fwd else 1)) + [(f"{p}.11.0", "INTEGER", 5)]
+    raise ValueError(root)
 
 
 def value_matches(expected, actual):
