@@ -3,10 +3,6 @@
 SNMPv3 -n: each sees only its own rows. Unregistering PIM-MIB in one context removes it there
 and nowhere else."""
 
-import os
-import sys
-
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from testagent_lib import (IPMCAST_MIB, IPMROUTE_MIB, NO_SUCH_OBJECT, PIM_MIB, Env, check,
                            check_eq, check_vars, expected_walk, run, under)
 

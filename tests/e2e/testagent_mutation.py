@@ -2,11 +2,7 @@
 """Rows deleted and inserted between the requests of a walk: the walk neither ends early nor
 repeats a row, skips the rows deleted ahead of it and returns the rows inserted ahead of it."""
 
-import os
-import sys
-
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from testagent_lib import (Env, Failure, check, check_eq, check_increasing,  # noqa: E402
+from testagent_lib import (Env, Failure, check, check_eq, check_increasing,
                            mcast_route_index as m, run, under)
 
 MROUTE = "1.3.6.1.2.1.83.1.1.2.1"

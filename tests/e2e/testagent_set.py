@@ -2,10 +2,6 @@
 """snmpset on every column of every table and on every scalar answers notWritable, changes
 nothing, and leaves the agent serving."""
 
-import os
-import sys
-
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from testagent_lib import (Env, check, check_eq, expected_walk, IPMCAST_MIB, IPMROUTE_MIB,
                            PIM_MIB, mcast_route_index, run)
 

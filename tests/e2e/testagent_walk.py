@@ -4,11 +4,7 @@ scalars as .0 instances, the tables in OID order with every served column's valu
 and never pimRPTable. The walk benchmark's stock yardstick tables serve what ipMcastRouteTable
 serves."""
 
-import os
-import sys
-
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from testagent_lib import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, Env, check, check_eq,  # noqa: E402
+from testagent_lib import (IPMCAST_MIB, IPMROUTE_MIB, PIM_MIB, Env, check, check_eq,
                            check_increasing, check_vars, expected_walk, run, under)
 
 ROOTS = (PIM_MIB, IPMROUTE_MIB, IPMCAST_MIB)
