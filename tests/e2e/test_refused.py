@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
 """Every refused update is answered with the JSON path and the reason, logged, and leaves the
 document and the served rows exactly as they were; the daemon answers afterwards and the next
-valid update applies."""
+valid update applies. --max-line reaches the feed: a line of exactly that many bytes is taken,
+one byte more is refused with the limit in the reason and counted in the status. (How refusals
+of huge members and clients that never read are bounded is checked where they are made:
+StateKeeperTest and FeedServerUnreadTest.)"""
 
 import json
 
@@ -41,35 +44,40 @@ def snapshot(env, port):
 
 def main():
     with e.Env("refused") as env:
+        line = json.dumps(e.two_vrf_document(), separators=(",", ":"))
         proc, port, feed = env.pimsnmpd(e.two_vrf_document(), config_lines=e.access_lines(),
-                                        args=["--max-line", "4096"])
+                                        args=["--max-line", str(len(line))])
         e.wait_tables(env, feed, "", {"ipMcastRouteTable": 1})
         e.wait_tables(env, feed, "red", {"ipMcastRouteTable": 1})
+        c = e.FeedClient(feed)
+        # The document it holds, sent again: a line of exactly --max-line bytes, no change.
+        check_eq(c.request(line).get("ok"), True, f"a line of exactly --max-line {len(line)}")
         doc_before = env.document(feed)
         rows_before = snapshot(env, port)
         check(rows_before[(e.IPMCAST_MIB, "public")], "rows to compare")
 
-        c = e.FeedClient(feed)
-        for line, path, word in REFUSED:
-            reply = c.request(line)
-            check_eq(reply.get("ok"), False, f"reply to {line}")
+        for bad, path, word in REFUSED:
+            reply = c.request(bad)
+            check_eq(reply.get("ok"), False, f"reply to {bad}")
             errors = reply.get("errors") or []
-            check(errors, f"errors in the reply to {line}: {reply}")
+            check(errors, f"errors in the reply to {bad}: {reply}")
             if path is not None:
-                check_eq(errors[0]["path"], path, f"error path for {line}")
+                check_eq(errors[0]["path"], path, f"error path for {bad}")
             text = " ".join(err["reason"] for err in errors)
-            check(word.lower() in text.lower(), f"'{word}' in the reason for {line}: {text}")
+            check(word.lower() in text.lower(), f"'{word}' in the reason for {bad}: {text}")
             check_eq(c.request("ping"), {"ok": True, "pong": True}, "daemon answers after refusal")
 
-        # An over-long line is refused before it is read as JSON.
-        reply = c.request('{"vrfs": {"x": "' + "y" * 5000 + '"}}')
+        # One byte more is refused before it is read as JSON.
+        reply = c.request(line + " ")
         check_eq(reply["ok"], False, "over-long line refused")
-        check("longer than 4096" in reply["errors"][0]["reason"], f"over-long reason: {reply}")
+        check(f"longer than {len(line)} bytes" in reply["errors"][0]["reason"],
+              f"over-long reason: {reply}")
 
         check_eq(env.document(feed), doc_before, "document after refused updates")
         check_eq(snapshot(env, port), rows_before, "served rows after refused updates")
         status = env.status(feed)
         check_eq(status["state"]["updatesRefused"], len(REFUSED), "refusals counted")
+        check_eq(status["feed"]["oversizeLines"], 1, "over-long lines counted")
         source = status["state"]["refusals"][-1]["source"]
         check(source.startswith("feed client "), f"refusal source {source}")
         check_eq(proc.output().count(f"refused update from {source}:"), len(REFUSED),
