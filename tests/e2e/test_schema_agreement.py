@@ -18,66 +18,46 @@ DEMO = os.path.join(e.SOURCE_DIR, "examples", "demo-state.json")
 RED = ("vrfs", "red", "ipv4")
 
 
-def pim_intf(doc, name="Ethernet4"):
-    return doc["vrfs"]["red"]["ipv4"]["pimStatus"]["interfaces"].setdefault(name, {})
+def pim_intf(doc):
+    return doc["vrfs"]["red"]["ipv4"]["pimStatus"]["interfaces"].setdefault("Ethernet4", {})
 
 
-def set_address(text):
-    def mutate(doc):
-        pim_intf(doc)["address"] = text
-    return mutate
+# Where the mutations write: a dict of the document.
+INTF6 = lambda d: d["vrfs"]["blue"]["ipv6"]["pimStatus"]["interfaces"].setdefault(  # noqa: E731
+    "Ethernet9", {})
+NEIGHBORS = lambda d: pim_intf(d).setdefault("neighbors", {})  # noqa: E731
+GROUPS = lambda d: d["vrfs"]["red"]["ipv4"]["staticRpStatus"].setdefault("groups", {})  # noqa
+INTERFACES = lambda d: d["interfaces"]  # noqa: E731
 
 
-def set_address6(text):
-    def mutate(doc):
-        doc["vrfs"]["blue"]["ipv6"]["pimStatus"]["interfaces"].setdefault("Ethernet9", {})[
-            "address"] = text
-    return mutate
+def put(where, key, value):
+    """A mutation: `key` of the dict `where(doc)` set to `value`."""
+    return lambda doc: where(doc).__setitem__(key, value)
 
 
 def rename_vrf(name):
-    def mutate(doc):
-        doc["vrfs"][name] = doc["vrfs"].pop("red")
-    return mutate
-
-
-def rename_interface(name):
-    def mutate(doc):
-        doc["interfaces"][name] = {"ifIndex": 77}
-    return mutate
-
-
-def add_neighbor(address):
-    def mutate(doc):
-        pim_intf(doc, "Ethernet4").setdefault("neighbors", {})[address] = {}
-    return mutate
-
-
-def add_group(prefix):
-    def mutate(doc):
-        doc["vrfs"]["red"]["ipv4"]["staticRpStatus"].setdefault("groups", {})[prefix] = {}
-    return mutate
+    return lambda doc: doc["vrfs"].__setitem__(name, doc["vrfs"].pop("red"))
 
 
 # (what, mutation, accepted)
 CASES = [
-    ("interface address", set_address("10.4.4.1/24"), True),
-    ("prefix length 024", set_address("10.4.4.1/024"), False),
-    ("prefix length 09", set_address("10.4.4.1/09"), False),
-    ("prefix length 33", set_address("10.4.4.1/33"), False),
-    ("interface address in 224.0.0.0/4", set_address("224.1.1.1/24"), False),
-    ("interface address 239.255.255.255", set_address("239.255.255.255/8"), False),
-    ("interface address 223.255.255.255", set_address("223.255.255.255/8"), True),
-    ("interface address 240.0.0.1", set_address("240.0.0.1/8"), True),
-    ("unspecified interface address", set_address("0.0.0.0/8"), False),
-    ("address 0.0.0.1", set_address("0.0.0.1/8"), True),
-    ("leading zero in an address", set_address("10.04.4.1/24"), False),
-    ("IPv6 interface address", set_address6("2001:DB8::9/64"), True),
-    ("IPv6 prefix length 064", set_address6("2001:db8::9/064"), False),
-    ("IPv6 multicast interface address", set_address6("ff02::9/64"), False),
-    ("IPv6 address in 00ff::/16", set_address6("ff::9/64"), True),
-    ("IPv6 unspecified interface address", set_address6("::/64"), False),
-    ("IPv6 unspecified, long form", set_address6("0:0:0:0:0:0:0:0/64"), False),
+    ("interface address", put(pim_intf, "address", "10.4.4.1/24"), True),
+    ("prefix length 024", put(pim_intf, "address", "10.4.4.1/024"), False),
+    ("prefix length 09", put(pim_intf, "address", "10.4.4.1/09"), False),
+    ("prefix length 33", put(pim_intf, "address", "10.4.4.1/33"), False),
+    ("interface address in 224.0.0.0/4", put(pim_intf, "address", "224.1.1.1/24"), False),
+    ("interface address 239.255.255.255", put(pim_intf, "address", "239.255.255.255/8"), False),
+    ("interface address 223.255.255.255", put(pim_intf, "address", "223.255.255.255/8"), True),
+    ("interface address 240.0.0.1", put(pim_intf, "address", "240.0.0.1/8"), True),
+    ("unspecified interface address", put(pim_intf, "address", "0.0.0.0/8"), False),
+    ("address 0.0.0.1", put(pim_intf, "address", "0.0.0.1/8"), True),
+    ("leading zero in an address", put(pim_intf, "address", "10.04.4.1/24"), False),
+    ("IPv6 interface address", put(INTF6, "address", "2001:DB8::9/64"), True),
+    ("IPv6 prefix length 064", put(INTF6, "address", "2001:db8::9/064"), False),
+    ("IPv6 multicast interface address", put(INTF6, "address", "ff02::9/64"), False),
+    ("IPv6 address in 00ff::/16", put(INTF6, "address", "ff::9/64"), True),
+    ("IPv6 unspecified interface address", put(INTF6, "address", "::/64"), False),
+    ("IPv6 unspecified, long form", put(INTF6, "address", "0:0:0:0:0:0:0:0/64"), False),
     ("VRF of 32 bytes", rename_vrf("v" * 32), True),
     ("VRF of 33 bytes", rename_vrf("v" * 33), False),
     ("VRF with spaces and a slash", rename_vrf("a b/c%41"), True),
@@ -87,14 +67,14 @@ CASES = [
     ("VRF with a C1 control (NEL)", rename_vrf("vrf\u0085"), False),
     ("VRF with a C1 control (U+009F)", rename_vrf("\u009fvrf"), False),
     ("VRF with U+00A0", rename_vrf("\u00a0vrf"), True),
-    ("interface with a C1 control", rename_interface("Eth\u0080"), False),
-    ("interface with a space", rename_interface("Eth 1"), False),
-    ("interface of 64 bytes", rename_interface("e" * 64), True),
-    ("interface of 65 bytes", rename_interface("e" * 65), False),
-    ("neighbor with a leading zero", add_neighbor("10.4.4.02"), False),
-    ("neighbor", add_neighbor("10.4.4.2"), True),
-    ("group range with length 04", add_group("224.0.0.0/04"), False),
-    ("group range", add_group("232.0.0.0/8"), True),
+    ("interface with a C1 control", put(INTERFACES, "Eth\u0080", {"ifIndex": 77}), False),
+    ("interface with a space", put(INTERFACES, "Eth 1", {"ifIndex": 77}), False),
+    ("interface of 64 bytes", put(INTERFACES, "e" * 64, {"ifIndex": 77}), True),
+    ("interface of 65 bytes", put(INTERFACES, "e" * 65, {"ifIndex": 77}), False),
+    ("neighbor with a leading zero", put(NEIGHBORS, "10.4.4.02", {}), False),
+    ("neighbor", put(NEIGHBORS, "10.4.4.2", {}), True),
+    ("group range with length 04", put(GROUPS, "224.0.0.0/04", {}), False),
+    ("group range", put(GROUPS, "232.0.0.0/8", {}), True),
 ]
 
 
