@@ -4,18 +4,21 @@ PIM-MIB, IPMROUTE-STD-MIB and IP-MCAST-MIB, in the default context and in VRF re
 SNMPv2c (community per context) and SNMPv3 (-n red)."""
 
 import e2elib as e
-from e2elib import check, check_eq, columns, walk
+from e2elib import check_eq
 
-PIM_INTF = "1.3.6.1.3.61.1.1.2.1"
-PIM_NBR = "1.3.6.1.3.61.1.1.3.1"
-PIM_MROUTE = "1.3.6.1.3.61.1.1.4.1"
-IPMR_ROUTE = "1.3.6.1.2.1.83.1.1.2.1"
-IPMR_NEXTHOP = "1.3.6.1.2.1.83.1.1.3.1"
-IPMR_INTF = "1.3.6.1.2.1.83.1.1.4.1"
+# Columns (entry OID and column number) and scalars.
+PIM_INTF_ADDRESS = "1.3.6.1.3.61.1.1.2.1.2"
+PIM_NBR_IFINDEX = "1.3.6.1.3.61.1.1.3.1.2"
+PIM_MROUTE_FLAGS = "1.3.6.1.3.61.1.1.4.1.5"
+IPMR_UPSTREAM = "1.3.6.1.2.1.83.1.1.2.1.4"
+IPMR_PKTS = "1.3.6.1.2.1.83.1.1.2.1.8"
+IPMR_NEXTHOP_STATE = "1.3.6.1.2.1.83.1.1.3.1.6"
+IPMR_INTF_TTL = "1.3.6.1.2.1.83.1.1.4.1.2"
 IPMR_COUNT = "1.3.6.1.2.1.83.1.1.7.0"
-MC_INTF = "1.3.6.1.2.1.168.1.3.1"
-MC_ROUTE = "1.3.6.1.2.1.168.1.5.1"
-MC_NEXTHOP = "1.3.6.1.2.1.168.1.6.1"
+MC_INTF_STORAGE = "1.3.6.1.2.1.168.1.3.1.5"
+MC_ROUTE_IFINDEX = "1.3.6.1.2.1.168.1.5.1.9"
+MC_ROUTE_PKTS = "1.3.6.1.2.1.168.1.5.1.19"
+MC_NEXTHOP_STATE = "1.3.6.1.2.1.168.1.6.1.10"
 MC_COUNT = "1.3.6.1.2.1.168.1.2.0"
 
 
@@ -30,54 +33,52 @@ def mcast_index(source, group):
 
 
 def snapshot(env, port, **auth):
-    return {root: walk(env, port, root, **auth)
-            for root in (e.PIM_MIB, e.IPMROUTE_MIB, e.IPMCAST_MIB)}
+    """The objects of the three modules in one context: {oid: (type, value)}."""
+    return {oid: v for root in (e.PIM_MIB, e.IPMROUTE_MIB, e.IPMCAST_MIB)
+            for oid, v in e.walk(env, port, root, **auth).items()}
+
+
+def check_rows(snap, expected, what):
+    """`expected` per column OID: the indexes it holds (a set) or {index: value}; per scalar
+    OID its value."""
+    for oid, want in expected.items():
+        got = {o[len(oid) + 1:]: v for o, (_, v) in snap.items() if o.startswith(oid + ".")}
+        got = set(got) if isinstance(want, set) else got if isinstance(want, dict) else \
+            snap.get(oid, (None, None))[1]
+        check_eq(got, want, f"{what}: {oid}")
 
 
 def main():
     with e.Env("feed-rows") as env:
         proc, port, feed = env.pimsnmpd(e.two_vrf_document(), config_lines=e.access_lines())
-        default = dict(community="public")
-        red_v2 = dict(community="public-red")
-        red_v3 = dict(user="e2e", context="red")
-
         # -- the state file as loaded
         e.wait_tables(env, feed, "", {"ipMRouteTable": 1, "ipMcastRouteTable": 1,
                                       "pimNeighborTable": 3})
         e.wait_tables(env, feed, "red", {"ipMcastRouteTable": 1})
         # Which rows each table holds; the values in them, column by column, are checked by
         # name against the demo document in test_mib_names.
-        w = snapshot(env, port, **default)
-        pim = w[e.PIM_MIB]
-        r1 = mroute_index("10.0.1.10", "239.1.1.1")
-        m1 = mcast_index("10.0.1.10", "239.1.1.1")
-        check_eq(set(columns(pim, PIM_INTF)[2]), {"1", "2", "3"}, "default pimInterfaceTable rows")
-        check_eq(columns(pim, PIM_NBR)[2], {"10.0.1.2": 1, "10.0.1.3": 1, "10.0.2.2": 2},
-                 "pimNeighborIfIndex")
-        check_eq(set(columns(pim, PIM_MROUTE)[5]), {r1}, "pimIpMRouteTable rows")
-
-        ipmr = w[e.IPMROUTE_MIB]
-        check_eq(set(columns(ipmr, IPMR_ROUTE)[4]), {r1}, "ipMRouteTable rows")
-        nh = columns(ipmr, IPMR_NEXTHOP)
-        check_eq({i.split(".")[12] for i in nh[6]}, {"2", "3"}, "ipMRouteNextHopIfIndex values")
-        check_eq(set(nh[6].values()), {2}, "ipMRouteNextHopState (forwarding)")
-        check_eq(set(columns(ipmr, IPMR_INTF)[2]), {"1", "2", "3"}, "ipMRouteInterfaceTable rows")
-        check_eq(ipmr[IPMR_COUNT][1], 1, "ipMRouteEntryCount")
-
-        mc = w[e.IPMCAST_MIB]
-        check_eq(set(columns(mc, MC_ROUTE)[9]), {m1}, "ipMcastRouteTable rows")
-        check_eq(len(columns(mc, MC_NEXTHOP)[10]), 2, "ipMcastRouteNextHopTable rows")
-        check_eq(set(columns(mc, MC_INTF)[5]), {"1.1", "1.2", "1.3"}, "ipMcastInterfaceTable rows")
-        check_eq(mc[MC_COUNT][1], 1, "ipMcastRouteEntryCount")
+        r1, m1 = mroute_index("10.0.1.10", "239.1.1.1"), mcast_index("10.0.1.10", "239.1.1.1")
+        check_rows(snapshot(env, port, community="public"), {
+            PIM_INTF_ADDRESS: {"1", "2", "3"},
+            PIM_NBR_IFINDEX: {"10.0.1.2": 1, "10.0.1.3": 1, "10.0.2.2": 2},
+            PIM_MROUTE_FLAGS: {r1},
+            IPMR_UPSTREAM: {r1},
+            # One next hop per outgoing interface (ifIndex 2, 3), forwarding.
+            IPMR_NEXTHOP_STATE: {f"{r1}.2.239.1.1.1": 2, f"{r1}.3.239.1.1.1": 2},
+            IPMR_INTF_TTL: {"1", "2", "3"},
+            IPMR_COUNT: 1,
+            MC_ROUTE_IFINDEX: {m1},
+            MC_NEXTHOP_STATE: {f"{m1}.2.1.4.239.1.1.1", f"{m1}.3.1.4.239.1.1.1"},
+            MC_INTF_STORAGE: {"1.1", "1.2", "1.3"},
+            MC_COUNT: 1,
+        }, "default context")
 
         # VRF red: its own rows, the same over v2c (mapped community) and v3 (-n red).
-        red = snapshot(env, port, **red_v2)
-        check_eq(set(columns(red[e.PIM_MIB], PIM_NBR)[2]), {"172.16.0.2"}, "red neighbors")
-        check_eq(set(columns(red[e.IPMCAST_MIB], MC_ROUTE)[9]),
-                 {mcast_index("172.16.0.50", "239.9.9.9")}, "red ipMcastRouteTable rows")
-        v3 = snapshot(env, port, **red_v3)
-        for root in red:
-            check_eq(sorted(v3[root]), sorted(red[root]), f"red {root} objects over v3 and v2c")
+        red = snapshot(env, port, community="public-red")
+        check_rows(red, {PIM_NBR_IFINDEX: {"172.16.0.2"},
+                         MC_ROUTE_IFINDEX: {mcast_index("172.16.0.50", "239.9.9.9")}}, "red")
+        check_eq(sorted(snapshot(env, port, user="e2e", context="red")), sorted(red),
+                 "red's objects over v3 and v2c")
 
         # -- patches over the feed
         c = e.FeedClient(feed)
@@ -95,34 +96,27 @@ def main():
             "Vlan101": {"neighbors": {"172.16.1.2": {}}}}}}}}})
 
         e.wait_tables(env, feed, "", {"ipMRouteTable": 2, "pimNeighborTable": 2})
-        w = snapshot(env, port, **default)
-        r2 = mroute_index("10.0.2.20", "239.2.2.2")
-        route = columns(w[e.IPMROUTE_MIB], IPMR_ROUTE)
-        check_eq(set(route[4]), {r1, r2}, "ipMRouteTable rows after adding a route")
-        check_eq(route[8], {r1: 250, r2: 7}, "ipMRoutePkts after a counter patch")
-        mroute = columns(w[e.IPMCAST_MIB], MC_ROUTE)
-        check_eq(set(mroute[9]), {m1, mcast_index("10.0.2.20", "239.2.2.2")},
-                 "ipMcastRouteTable rows after adding a route")
-        check_eq(mroute[19][m1], 250, "ipMcastRoutePkts after a counter patch")
-        check_eq(w[e.IPMCAST_MIB][MC_COUNT][1], 2, "ipMcastRouteEntryCount")
-        check_eq(w[e.IPMROUTE_MIB][IPMR_COUNT][1], 2, "ipMRouteEntryCount")
-        check_eq(columns(w[e.PIM_MIB], PIM_NBR)[2], {"10.0.1.2": 1, "10.0.2.2": 2},
-                 "pimNeighborIfIndex after removing 10.0.1.3")
-        red = snapshot(env, port, **red_v3)
-        check_eq(columns(red[e.PIM_MIB], PIM_NBR)[2], {"172.16.0.2": 100, "172.16.1.2": 101},
-                 "red neighbors after adding one")
+        r2, m2 = mroute_index("10.0.2.20", "239.2.2.2"), mcast_index("10.0.2.20", "239.2.2.2")
+        check_rows(snapshot(env, port, community="public"), {
+            IPMR_PKTS: {r1: 250, r2: 7},  # a route added, a counter patched
+            MC_ROUTE_PKTS: {m1: 250, m2: 7},
+            IPMR_COUNT: 2,
+            MC_COUNT: 2,
+            PIM_NBR_IFINDEX: {"10.0.1.2": 1, "10.0.2.2": 2},  # 10.0.1.3 removed
+        }, "default context after patches")
+        check_rows(snapshot(env, port, user="e2e", context="red"),
+                   {PIM_NBR_IFINDEX: {"172.16.0.2": 100, "172.16.1.2": 101}},
+                   "red after adding a neighbor")
 
         # Removing the first route from both tables leaves only the new one.
         c.patch({"vrfs": {"default": {"ipv4": {"routes": {"10.0.1.10,239.1.1.1": None},
                                                "fib": {"routes": {"10.0.1.10,239.1.1.1": None}}}}}})
         e.wait_tables(env, feed, "", {"ipMRouteTable": 1})
-        w = snapshot(env, port, **default)
-        check_eq(set(columns(w[e.IPMROUTE_MIB], IPMR_ROUTE)[4]), {r2}, "ipMRouteTable rows")
-        check_eq(set(columns(w[e.PIM_MIB], PIM_MROUTE)[5]), {r2}, "pimIpMRouteTable rows")
-        check_eq(len(columns(w[e.IPMCAST_MIB], MC_ROUTE)[9]), 1, "ipMcastRouteTable rows")
-        check(all(r2.split(".")[:4] == i.split(".")[:4]
-                  for i in columns(w[e.IPMROUTE_MIB], IPMR_NEXTHOP)[6]),
-              "only the remaining route's next hops")
+        check_rows(snapshot(env, port, community="public"), {
+            IPMR_UPSTREAM: {r2}, PIM_MROUTE_FLAGS: {r2}, MC_ROUTE_IFINDEX: {m2},
+            # only the remaining route's next hop
+            IPMR_NEXTHOP_STATE: {f"{r2}.1.239.2.2.2"},
+        }, "default context after removing a route")
 
         # The status report counts the same rows.
         tables = env.status(feed)["contexts"][""]["tables"]
