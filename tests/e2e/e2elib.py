@@ -248,7 +248,8 @@ class Env:
     def pimsnmpd(self, state=None, config_lines=(), args=(), master=True, name="pimsnmpd",
                  wait=True):
         """Starts pimsnmpd (master on a random port unless args say otherwise) with a feed
-        socket; waits until it answers on the feed. Returns (proc, port, feed_path)."""
+        socket; waits until it answers on the feed. It must exit 0 when the test ends. Returns
+        (proc, port, feed_path)."""
         feed = self.path(f"{name}.sock")
         argv = [PIMSNMPD, "--feed", f"unix:{feed}", "--persistent-dir", self.path(f"{name}-persist")]
         port = None
@@ -263,6 +264,7 @@ class Env:
             argv += ["--config", self.write(f"{name}.conf", "\n".join(config_lines) + "\n")]
         argv += list(args)
         proc = self.start(name, argv)
+        proc.check_exit = True
         if wait:
             self.wait_feed(proc, feed)
         return proc, port, feed

@@ -181,7 +181,6 @@ def main():
               or "= OID: PIMSNMP-PIM-MIB::pimNeighborLoss" in line, f"trap OID by name: {line}")
         check("PIMSNMP-PIM-MIB::pimNeighborIfIndex.10.0.1.2 = INTEGER: 1" in line,
               f"varbind by name: {line}")
-        check_eq(proc.stop(), 0, "pimsnmpd exit code")
 
 
 if __name__ == "__main__":

@@ -38,7 +38,6 @@ def main():
         status = env.status(feed)
         check(status["simulation"]["steps"] >= 12, f"simulation steps: {status['simulation']}")
         check_eq(status["state"]["updatesRefused"], 0, "refused simulation updates")
-        check_eq(proc.stop(), 0, "pimsnmpd exit code")
 
 
 if __name__ == "__main__":
