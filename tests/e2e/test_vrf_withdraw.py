@@ -2,7 +2,9 @@
 """Removing a VRF's input withdraws its context and restoring it serves it again, whether the
 change comes as a feed patch, as a new version of the state file (followed with inotify) or
 on SIGHUP. v2c reaches every VRF through the communities --community-prefix generates, also
-for a VRF that appears later."""
+for a VRF that appears later. VRFs that come and go under fresh names leave nothing behind:
+each is served over v2c and v3 while it is there, and once it goes its community, its context
+in net-snmp and the daemon's count of them are back where they started."""
 
 import json
 import os
@@ -28,6 +30,11 @@ def wait_withdrawn(env, feed, port, context):
     check(not served(env, port, context), f"withdrawn context {context!r} serves nothing")
 
 
+def counts(env, feed):
+    st = env.status(feed)
+    return len(st.get("communities", [])), st["netsnmpContexts"], len(st["contexts"])
+
+
 def write_atomically(path, doc):
     tmp = path + ".tmp"
     with open(tmp, "w") as f:
@@ -44,6 +51,19 @@ def main():
         wait_served(env, feed, port, "")
         wait_served(env, feed, port, "red")
         c = e.FeedClient(feed)
+
+        before = counts(env, feed)
+        for i in range(10):
+            name = f"churn{i}"
+            c.patch({"vrfs": {name: doc["vrfs"]["red"]}})
+            wait_served(env, feed, port, name)
+            check(e.reachable(env, port, e.IPMCAST_MIB, user="e2e", context=name),
+                  f"{name} over v3")
+            # Another VRF in between, so that the served community and context change.
+            check(served(env, port, "red"), "red over v2c")
+            c.patch({"vrfs": {name: None}})
+            wait_withdrawn(env, feed, port, name)
+        check_eq(counts(env, feed), before, "communities, net-snmp contexts, served contexts")
 
         # One of the seven inputs goes: the context goes. It comes back with the input.
         c.patch({"vrfs": {"red": {"ipv4": {"pimConfig": None}}}})
