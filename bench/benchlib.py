@@ -7,7 +7,7 @@ import sys
 
 # The loopback port pick is the end-to-end tests' own.
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "e2e"))
-from e2ecommon import free_port  # noqa: E402,F401
+from e2elib import free_port  # noqa: E402,F401
 
 
 def cpu_seconds(pid):

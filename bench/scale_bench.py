@@ -51,7 +51,6 @@ def vrf_doc(v, routes):
                     "interfaces": {"Down": {}}}
         fib[key] = {"oifs": ["Down"], "packets": r, "bytes": 100 * r}
     return {"ipv4": vrf_inputs(
-        "ipv4",
         interfaces={"Up": {"address": "10.0.0.1/24", "dr": "10.0.0.1"},
                     "Down": {"address": "10.1.0.1/24", "dr": "10.1.0.1"}},
         routes=rts, fib={"oifIndexes": {"Up": 1, "Down": 2}, "routes": fib})}
