@@ -184,7 +184,7 @@ class Lab:
     # -- net-snmp tools inside a namespace
 
     def snmp(self, node, tool, port, oids, timeout=2, retries=1):
-        argv = self.argv(node, [tool, "-v2c", "-c", "public", "-On", "-Oe", "-Ox", "-t",
+        argv = self.argv(node, [tool, "-v2c", "-c", "public", "-On", "-Ox", "-t",
                                 str(timeout), "-r", str(retries), f"udp:127.0.0.1:{port}",
                                 *oids])
         return subprocess.run(argv, env=self.env.env, capture_output=True, text=True,
@@ -194,7 +194,8 @@ class Lab:
         r = self.snmp(node, "snmpbulkwalk", port, ["-Cr50", root])
         if r.returncode != 0:
             raise Failure(f"walk {root}: exit {r.returncode}: {r.stderr.strip()}")
-        return {o: v for o, v in e.parse_varbinds(r.stdout).items() if o.startswith(root + ".")}
+        return {v.oid: (v.type, v.value) for v in e.parse_vars(r.stdout)
+                if v.oid.startswith(root + ".")}
 
     def table(self, node, port, entry_oid):
         """{column: {index: value}} of one table."""
