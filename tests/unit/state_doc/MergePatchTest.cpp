@@ -45,20 +45,6 @@ TEST(MergePatchTest, RfcExamples) {
   }
 }
 
-// The undo of a patch restores the target (one without nulls, as documents are).
-TEST(MergePatchTest, UndoRestoresTheTarget) {
-  for (const Example& e : kRfcExamples) {
-    const Json target = Json::parse(e.target);
-    if (target.dump().find("null") != std::string::npos) continue;
-    SCOPED_TRACE(std::string(e.target) + " + " + e.patch);
-    Json doc = target;
-    const Json undo = PimSnmpd::mergePatchInPlaceWithUndo(doc, Json::parse(e.patch));
-    EXPECT_EQ(doc, Json::parse(e.result));
-    PimSnmpd::mergePatchInPlace(doc, undo);
-    EXPECT_EQ(doc, target);
-  }
-}
-
 TEST(MergePatchTest, UndoHoldsOnlyWhatThePatchReplaced) {
   Json doc = Json::parse(R"({"keep": {"big": [1, 2, 3]}, "m": {"a": 1, "b": {"c": 2}, "d": 4}})");
   const Json original = doc;
@@ -72,8 +58,9 @@ TEST(MergePatchTest, UndoHoldsOnlyWhatThePatchReplaced) {
   EXPECT_EQ(doc, original);
 }
 
-// Taking the patch's values gives the same document and undo as copying them, including nulls
-// nested in a new subtree (dropped, not taken along), and leaves every name the hint walks by.
+// Copying or taking the patch's values gives the same document and an undo that restores the
+// target (one without nulls, as documents are), including nulls nested in a new subtree
+// (dropped, not taken along); taking leaves every name the hint walks by.
 TEST(MergePatchTest, TakingMatchesCopying) {
   std::vector<Example> cases(std::begin(kRfcExamples), std::end(kRfcExamples));
   cases.push_back({R"({"m": {"a": 1}})",
@@ -92,6 +79,7 @@ TEST(MergePatchTest, TakingMatchesCopying) {
     Json taken = target;
     Json hint = patch;
     const Json takenUndo = PimSnmpd::mergePatchInPlaceWithUndoTaking(taken, hint);
+    EXPECT_EQ(copied, Json::parse(e.result));
     EXPECT_EQ(taken, Json::parse(e.result));
     EXPECT_EQ(takenUndo, copiedUndo);
     if (patch.is_object()) {
