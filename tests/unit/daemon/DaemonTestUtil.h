@@ -100,32 +100,14 @@ class LineClient {
         buf_.erase(0, nl + 1);
         return line;
       }
-      pump();
-      pollfd p{fd_, POLLIN, 0};
-      if (poll(&p, 1, 10) > 0) {
-        char tmp[65536];
-        const ssize_t n = ::read(fd_, tmp, sizeof tmp);
-        if (n <= 0) {
-          eof_ = true;
-          return std::nullopt;
-        }
-        buf_.append(tmp, static_cast<size_t>(n));
-      }
+      if (!readSome(pump)) return std::nullopt;
     }
     return std::nullopt;
   }
   // True when the server closed the connection (pumping for up to 5 s).
   bool closedByServer(const std::function<void()>& pump) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!eof_ && std::chrono::steady_clock::now() < deadline) {
-      pump();
-      pollfd p{fd_, POLLIN, 0};
-      if (poll(&p, 1, 10) > 0) {
-        char tmp[4096];
-        const ssize_t n = ::read(fd_, tmp, sizeof tmp);
-        if (n <= 0) eof_ = true;
-        if (n > 0) buf_.append(tmp, static_cast<size_t>(n));
-      }
+    while (readSome(pump) && std::chrono::steady_clock::now() < deadline) {
     }
     return eof_;
   }
@@ -135,6 +117,19 @@ class LineClient {
   bool connected_ = false;
   bool eof_ = false;
   std::string buf_;
+
+  // Pumps once and appends what arrives within 10 ms; false at EOF.
+  bool readSome(const std::function<void()>& pump) {
+    pump();
+    pollfd p{fd_, POLLIN, 0};
+    if (poll(&p, 1, 10) > 0) {
+      char tmp[65536];
+      const ssize_t n = ::read(fd_, tmp, sizeof tmp);
+      if (n <= 0) eof_ = true;
+      if (n > 0) buf_.append(tmp, static_cast<size_t>(n));
+    }
+    return !eof_;
+  }
 };
 
 }  // namespace DaemonTest
