@@ -18,7 +18,7 @@ namespace {
 // A datagram socket standing in for systemd's: bound to a path, or an abstract name ("@x").
 class FakeNotifySocket {
  public:
-  explicit FakeNotifySocket(const std::string& name) : name_(name) {
+  explicit FakeNotifySocket(const std::string& name) {
     fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_un sun{};
     sun.sun_family = AF_UNIX;
@@ -40,7 +40,6 @@ class FakeNotifySocket {
   }
 
  private:
-  std::string name_;
   int fd_ = -1;
   bool bound_ = false;
 };
