@@ -83,11 +83,6 @@ TEST_F(SimulatorTest, ARouteComesAndGoes) {
   EXPECT_EQ(routeCount(), before);
 }
 
-TEST_F(SimulatorTest, RunsLongWithoutARefusal) {
-  for (int i = 0; i < 100; ++i) step();
-  EXPECT_EQ(keeper_.refused(), 0u);
-}
-
 TEST(Simulator, KeepsTheShippedDemoMovingWithoutARefusal) {
   SnmpUtil::ScopedEntityRoot root{Ent::make<Ent::Dir>("root")};
   PlatformState platform{SnmpUtil::entityRoot()};
