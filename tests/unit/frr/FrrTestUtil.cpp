@@ -273,44 +273,28 @@ std::optional<int> FakeKernel::ifIndex(const std::string& name) {
 
 // ---- snapshots of the captures
 
-namespace {
+CaptureRun::CaptureRun(const std::string& set)
+    : dir(tempSocket("vty")),
+      made(fs::create_directories(dir)),
+      pimd(dir + "/pimd.vty", set),
+      zebra(dir + "/zebra.vty", set),
+      kernel(set) {}
 
-struct CaptureRun {
-  explicit CaptureRun(const std::string& set)
-      : dir(tempSocket("vty")),
-        made(fs::create_directories(dir)),
-        pimd(dir + "/pimd.vty", set),
-        zebra(dir + "/zebra.vty", set),
-        kernel(set) {
-    clock.unix = FakeClock::start;
-  }
-  ~CaptureRun() { fs::remove_all(dir); }
-  PimSnmpFrr::Options options() const {
-    PimSnmpFrr::Options o;
-    o.vtyDir = dir;
-    return o;
-  }
-  std::string dir;
-  bool made;
-  FakeVty pimd, zebra;
-  FakeKernel kernel;
-  FakeClock clock;
-};
+CaptureRun::~CaptureRun() {
+  fs::remove_all(dir);
+}
 
-}  // namespace
+Json CaptureRun::snapshot() {
+  PimSnmpFrr::Options o;
+  o.vtyDir = dir;
+  PimSnmpFrr::Feeder feeder(o, kernel, clock);
+  return feeder.snapshotOnce();
+}
 
 Json captureSnapshot(const std::string& set, int64_t now) {
   CaptureRun run(set);
   run.clock.unix = now;
-  PimSnmpFrr::Feeder feeder(run.options(), run.kernel, run.clock);
-  return feeder.snapshotOnce();
-}
-
-PimSnmpFrr::FrrState captureState(const std::string& set) {
-  CaptureRun run(set);
-  PimSnmpFrr::Feeder feeder(run.options(), run.kernel, run.clock);
-  feeder.snapshotOnce();
-  return feeder.frrState();
+  return run.snapshot();
 }
 
 }  // namespace FrrTest

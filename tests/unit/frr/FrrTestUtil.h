@@ -128,9 +128,22 @@ class FakeClock : public PimSnmpFrr::Clock {
 // A unique path for a socket of this test process.
 std::string tempSocket(const std::string& name);
 
+// One router as its captures show it: pimd and zebra vty doubles in a private directory, and
+// its kernel; every part may be changed before a snapshot.
+struct CaptureRun {
+  explicit CaptureRun(const std::string& set);
+  ~CaptureRun();
+  // The document a feeder builds once from this router.
+  PimSnmpd::Json snapshot();
+
+  std::string dir;
+  bool made;
+  FakeVty pimd, zebra;
+  FakeKernel kernel;
+  FakeClock clock;
+};
+
 // The document the feeder builds from one router's captures at `now`.
 PimSnmpd::Json captureSnapshot(const std::string& set, int64_t now);
-// The FRR state the feeder parses from one router's captures (default VRF only).
-PimSnmpFrr::FrrState captureState(const std::string& set);
 
 }  // namespace FrrTest

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "daemon/state/StateDocument.h"
 #include "pimsnmp-frr/Feeder.h"
 #include "tests/unit/frr/FrrTestUtil.h"
@@ -14,26 +12,7 @@ namespace {
 using FrrTest::captureJson;
 using PimSnmpd::Json;
 
-struct Router {
-  explicit Router(const std::string& set)
-      : dir(FrrTest::tempSocket("vrf")),
-        made(std::filesystem::create_directories(dir)),
-        pimd(dir + "/pimd.vty", set),
-        zebra(dir + "/zebra.vty", set),
-        kernel(set) {}
-  ~Router() { std::filesystem::remove_all(dir); }
-  Json snapshot() {
-    PimSnmpFrr::Options o;
-    o.vtyDir = dir;
-    PimSnmpFrr::Feeder feeder(o, kernel, clock);
-    return feeder.snapshotOnce();
-  }
-  std::string dir;
-  bool made;
-  FrrTest::FakeVty pimd, zebra;
-  FrrTest::FakeKernel kernel;
-  FrrTest::FakeClock clock;
-};
+using Router = FrrTest::CaptureRun;
 
 // r2 with a second VRF "red" holding interface red0 (ifindex 20, kernel table 1001), one
 // neighbor and one route.
