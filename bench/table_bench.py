@@ -77,6 +77,8 @@ class Agent:
                    SNMPCONFPATH=self.dir)
         if JEMALLOC and not callgrind:
             env["LD_PRELOAD"] = JEMALLOC
+            # and its options as pimsnmpd sets them (daemon/MallocConf.cpp): huge pages.
+            env.setdefault("MALLOC_CONF", "thp:always,metadata_thp:auto")
         self.port = free_port()
         cmd = [binary, "--port", str(self.port), "--config", conf, "--bare", "--table-rows",
                str(rows), "--persistent-dir", os.path.join(self.dir, "ap")]
