@@ -16,7 +16,7 @@ namespace PimSnmpd {
 
 namespace {
 
-// After the key and its NUL: a byte of the parts present, the route's packed length (a
+// After the key's length and text: a byte of the parts present, the route's packed length (a
 // varint) and the route when it is present, then the FIB route to the end.
 constexpr uint8_t kHasRoute = 1;
 constexpr uint8_t kHasFibRoute = 2;
@@ -25,8 +25,9 @@ constexpr uint8_t kHasFibRoute = 2;
 // entry block copies them once, at their exact size.
 void entryBytes(std::string_view key, const Json* route, const Json* fibRoute, std::string& out,
                 std::string& scratch) {
-  out.assign(key);
-  out.push_back('\0');
+  out.clear();
+  Packed::putVarint(out, key.size());
+  out += key;
   out.push_back(static_cast<char>((route != nullptr ? kHasRoute : 0) |
                                   (fibRoute != nullptr ? kHasFibRoute : 0)));
   if (route != nullptr) {
@@ -124,11 +125,18 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
   if (f != nullptr) f->clear();
 }
 
+std::string_view RouteStore::Entry::longKey() const {
+  std::string_view rest = bytes();
+  const size_t n = Packed::takeVarint(rest);
+  return rest.substr(0, n);
+}
+
 RouteStore::Parts RouteStore::partsOf(std::string_view e) {
   Parts p;
-  p.key = std::string_view(e.data());
   std::string_view rest(e);
-  rest.remove_prefix(p.key.size() + 1);
+  const size_t n = Packed::takeVarint(rest);
+  p.key = rest.substr(0, n);
+  rest.remove_prefix(n);
   const auto parts = static_cast<uint8_t>(rest.front());
   rest.remove_prefix(1);
   if ((parts & kHasRoute) != 0) {

@@ -44,14 +44,20 @@ class RouteStore {
   void forEach(Part part, const std::function<void(std::string_view, const Json&)>& f) const;
 
  private:
-  // An entry is one allocation: its tree links, its length, then its bytes: the key's text, a
-  // NUL and the packed parts (see RouteStore.cpp). A route costs this and nothing else, so
-  // no separate tree node or string buffer.
+  // An entry is one allocation: its tree links, its length, then its bytes: the key's length
+  // (a varint, one byte for any route key), its text and the packed parts (see
+  // RouteStore.cpp). A route costs this and nothing else, so no separate tree node or string
+  // buffer.
   struct Entry : boost::intrusive::set_base_hook<boost::intrusive::optimize_size<true>> {
     uint32_t size = 0;
     const char* data() const { return reinterpret_cast<const char*>(&size + 1); }
     std::string_view bytes() const { return {data(), size}; }
-    std::string_view key() const { return {data()}; }
+    // Read on every comparison of a tree descent: the one-byte length inline.
+    std::string_view key() const {
+      const auto n = static_cast<uint8_t>(data()[0]);
+      return n < 0x80 ? std::string_view(data() + 1, n) : longKey();
+    }
+    std::string_view longKey() const;
   };
   struct KeyOf {
     using type = std::string_view;

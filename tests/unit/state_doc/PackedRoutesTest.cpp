@@ -85,6 +85,21 @@ TEST(PackedTest, StoreTakesAndGivesBackByKeyWithBothParts) {
   EXPECT_EQ(copyRoutes["*,239.1.1.1"], Json::parse(R"({"flags": ["rpt"]})"));
   EXPECT_EQ(copyFib.size(), 2u);
   EXPECT_TRUE(store.empty());
+
+  // Keys too long for a one-byte length are ordered and found like the others.
+  const std::string longKey(300, '1');
+  Json longRoutes = Json::object();
+  longRoutes[longKey] = Json::parse(R"({"flags": ["rpt"]})");
+  longRoutes[longKey.substr(0, 200)] = Json::object();
+  longRoutes["2"] = Json::object();
+  const Json longBefore = longRoutes;
+  store.take(&longRoutes, nullptr);
+  Json given = Json::object();
+  store.give(longKey, &given, nullptr);
+  EXPECT_EQ(given.size(), 1u);
+  EXPECT_EQ(given[longKey], longBefore[longKey]);
+  store.copyTo(&given, nullptr);
+  EXPECT_EQ(given, longBefore);
 }
 
 TEST(PackedTest, PackedDocumentReadsAsTheWholeTree) {
