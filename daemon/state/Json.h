@@ -42,12 +42,22 @@ using JsonObjectMap = std::map<Key, T, MemberNameLess, Allocator>;
 
 using Json = nlohmann::basic_json<JsonObjectMap>;
 
+inline constexpr size_t kFewMembers = 4;
+
 // The value of member `name` of `obj` (null values included), or null when `obj` is not an
 // object or has no such member. Searches the object's map directly: nlohmann's find() and its
 // iterators cost as much again as the search, on walks that look members up by the thousand.
 inline const Json* findMember(const Json* obj, std::string_view name) {
   if (obj == nullptr || !obj->is_object()) return nullptr;
   const Json::object_t& members = obj->get_ref<const Json::object_t&>();
+  // A hint or a record has a few members: comparing lengths first rejects most names at once,
+  // where each step of a search compares bytes.
+  if (members.size() <= kFewMembers) {
+    for (const auto& [key, value] : members) {
+      if (key.size() == name.size() && key == name) return &value;
+    }
+    return nullptr;
+  }
   auto it = members.find(name);
   return it == members.end() ? nullptr : &it->second;
 }
