@@ -82,16 +82,29 @@ class RefWalk {
   RefWalk(const MergeLandings* landings, F& f) : landings_(landings), f_(f) {}
 
   void object(const D::Object& d, const Json& v, const Json* hint) {
+    if (hint != nullptr && hint->is_object()) {
+      // A patch names few of an object's members: find each in the description rather than
+      // look every described member up in the patch. The order does not matter to a count.
+      for (const auto& [name, h] : hint->get_ref<const Json::object_t&>()) {
+        const D::Member* m = d.find(name);
+        if (m != nullptr) objectMember(*m, v, h.is_object() ? &h : nullptr);
+      }
+      return;
+    }
     for (const D::Member& m : d.members) {
-      if (refFree(m) || !touched(hint, m.name)) continue;
-      const Json* mv = member(&v, m.name);
-      if (mv == nullptr) continue;
-      if (m.value.type == D::Type::section) af_ = *Schema::valueOf(Schema::kFamilies, m.name);
-      value(m.value, *mv, childHint(hint, m.name));
+      if (touched(hint, m.name)) objectMember(m, v, childHint(hint, m.name));
     }
   }
 
  private:
+  void objectMember(const D::Member& m, const Json& v, const Json* hint) {
+    if (refFree(m)) return;
+    const Json* mv = member(&v, m.name);
+    if (mv == nullptr) return;
+    if (m.value.type == D::Type::section) af_ = *Schema::valueOf(Schema::kFamilies, m.name);
+    value(m.value, *mv, hint);
+  }
+
   void value(const D::Value& d, const Json& v, const Json* hint) {
     switch (d.type) {
       case D::Type::interfaceRef:

@@ -1,5 +1,7 @@
 #include "daemon/state/Validator.h"
 
+#include <array>
+#include <bit>
 #include <cmath>
 #include <map>
 #include <set>
@@ -126,26 +128,57 @@ class Validator {
   // -- objects and maps
 
   void object(const D::Object& d, const Json& v, const Json* hint) {
+    if (hint != nullptr && hint->is_object() && d.members.size() <= 64) {
+      return touchedMembers(d, v, hint->get_ref<const Json::object_t&>());
+    }
     allowOnly(d, v, hint);
     for (const D::Member& m : d.members) {
-      if (!touched(hint, m.name)) continue;
-      const Json* member = findMember(&v, m.name);
-      if (member == nullptr) {
-        if (m.required) failAt(m.name, "required member is missing");
+      if (touched(hint, m.name)) objectMember(m, v, childHint(hint, m.name));
+    }
+  }
+
+  // A patch names few of an object's members: each is found in the description, instead of
+  // every described member being looked up in the patch. The same checks in the same order
+  // as a walk over the description: unknown members first, then the rest as described.
+  void touchedMembers(const D::Object& d, const Json& v, const Json::object_t& hint) {
+    uint64_t seen = 0;
+    std::array<const Json*, 64> hints;
+    for (const auto& [name, h] : hint) {
+      const D::Member* m = d.find(name);
+      if (m == nullptr) {
+        if (findMember(&v, name) != nullptr) unknownMember(d, name);
         continue;
       }
-      Seg s(*this, m.name);
-      if (m.value.type == D::Type::section) af_ = *Schema::valueOf(Schema::kFamilies, m.name);
-      value(m.value, *member, childHint(hint, m.name));
+      const auto i = static_cast<size_t>(m - d.members.data());
+      seen |= uint64_t{1} << i;
+      hints[i] = h.is_object() ? &h : nullptr;
     }
+    for (; seen != 0; seen &= seen - 1) {
+      const auto i = static_cast<size_t>(std::countr_zero(seen));
+      objectMember(d.members[i], v, hints[i]);
+    }
+  }
+
+  void objectMember(const D::Member& m, const Json& v, const Json* hint) {
+    const Json* mv = findMember(&v, m.name);
+    if (mv == nullptr) {
+      if (m.required) failAt(m.name, "required member is missing");
+      return;
+    }
+    Seg s(*this, m.name);
+    if (m.value.type == D::Type::section) af_ = *Schema::valueOf(Schema::kFamilies, m.name);
+    value(m.value, *mv, hint);
+  }
+
+  void unknownMember(const D::Object& d, std::string_view name) {
+    std::string list;
+    for (const D::Member& m : d.members) list += (list.empty() ? "" : ", ") + std::string(m.name);
+    failAt(name, fmt::format("unknown member (allowed here: {})", list));
   }
 
   void allowOnly(const D::Object& d, const Json& obj, const Json* hint) {
     auto check = [&](const std::string& name) {
-      if (d.find(name) != nullptr) return;
-      std::string list;
-      for (const D::Member& m : d.members) list += (list.empty() ? "" : ", ") + std::string(m.name);
-      failAt(name, fmt::format("unknown member (allowed here: {})", list));
+      if (d.find(name) == nullptr) unknownMember(d, name);
     };
     if (hint != nullptr) {
       for (const auto& [name, h] : hint->items()) {
