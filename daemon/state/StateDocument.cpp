@@ -1,5 +1,6 @@
 #include "daemon/state/StateDocument.h"
 
+#include <array>
 #include <map>
 #include <span>
 #include <string>
@@ -152,41 +153,74 @@ void forEachRef(const Json& doc, const Json* hint, const MergeLandings* landings
 // interfaces thousands of times. The views point into the documents walked, which outlive it.
 class RefTally {
  public:
-  void add(std::string_view vrf, AddressFamily af, std::string_view name, int sign) {
-    for (Entry& e : entries_) {
-      if (e.name == name && e.af == af && e.vrf == vrf) {
+  using RefView = Document::RefView;
+
+  void add(std::string_view vrf, AddressFamily af, std::string_view name, int64_t sign) {
+    for (size_t i = 0; i < size_; ++i) {
+      Entry& e = entries_[i];
+      if (e.key.name == name && e.key.af == af && e.key.vrf == vrf) {
         e.n += sign;
         return;
       }
     }
-    if (entries_.size() < kMaxEntries) {
-      entries_.push_back({vrf, af, name, sign});
+    if (size_ < entries_.size()) {
+      entries_[size_++] = {{vrf, af, name}, sign};
     } else {
-      more_[Document::RefKey{std::string(vrf), af, std::string(name)}] += sign;
+      addTo(more_, {vrf, af, name}, sign);
     }
   }
-  void foldInto(Document::RefCounts& out) const {
-    for (const Entry& e : entries_) {
-      out[Document::RefKey{std::string(e.vrf), e.af, std::string(e.name)}] += e.n;
+  int64_t count(const RefView& key) const {
+    for (size_t i = 0; i < size_; ++i) {
+      const RefView& k = entries_[i].key;
+      if (k.name == key.name && k.af == key.af && k.vrf == key.vrf) return entries_[i].n;
     }
-    for (const auto& [key, n] : more_) out[key] += n;
+    auto it = more_.find(key);
+    return it == more_.end() ? 0 : it->second;
+  }
+  // Adds every count to `out`, zeros included.
+  void foldInto(Document::RefCounts& out) const {
+    forEach([&](const RefView& key, int64_t n) { addTo(out, key, n); });
+  }
+  // Adds the counts to a document's index, which holds no zeros.
+  void applyTo(Document::RefCounts& refs) const {
+    forEach([&](const RefView& key, int64_t n) {
+      if (n == 0) return;
+      auto it = addTo(refs, key, n);
+      if (it->second == 0) refs.erase(it);
+    });
   }
 
  private:
+  template <class F>
+  void forEach(F&& f) const {
+    for (size_t i = 0; i < size_; ++i) f(entries_[i].key, entries_[i].n);
+    for (const auto& [key, n] : more_) f(RefView{key.vrf, key.af, key.name}, n);
+  }
+  static Document::RefCounts::iterator addTo(Document::RefCounts& out, const RefView& key,
+                                             int64_t n) {
+    auto it = out.lower_bound(key);
+    if (it == out.end() || Document::RefLess()(key, it->first)) {
+      return out.emplace_hint(
+          it, Document::RefKey{std::string(key.vrf), key.af, std::string(key.name)}, n);
+    }
+    it->second += n;
+    return it;
+  }
+
   // Beyond this many distinct names the linear search would cost more than the map.
   static constexpr size_t kMaxEntries = 32;
   struct Entry {
-    std::string_view vrf;
-    AddressFamily af;
-    std::string_view name;
-    int64_t n;
+    RefView key;
+    int64_t n = 0;
   };
-  std::vector<Entry> entries_;
+  // In place: a patch names a few interfaces, and the tally is built for each.
+  std::array<Entry, kMaxEntries> entries_;
+  size_t size_ = 0;
   Document::RefCounts more_;
 };
 
 // Whether `key`'s interface is defined where it must be.
-bool defined(const Json& doc, const Document::RefKey& key) {
+bool defined(const Json& doc, const Document::RefView& key) {
   if (key.af == AddressFamily::unknown) {
     return member(member(&doc, "interfaces"), key.name) != nullptr;
   }
@@ -258,13 +292,22 @@ ParseResult Document::fromJson(Json json) {
   return {Document(std::move(json), std::move(refs)), {}};
 }
 
-void Document::countRefs(const Json& doc, const Json* hint, int sign, RefCounts& out,
-                         const MergeLandings* landings) {
-  RefTally tally;
+namespace {
+
+void tallyRefs(const Json& doc, const Json* hint, int sign, RefTally& tally,
+               const MergeLandings* landings = nullptr) {
   forEachRef(doc, hint, landings,
              [&](std::string_view vrf, AddressFamily af, std::string_view name) {
                tally.add(vrf, af, name, sign);
              });
+}
+
+}  // namespace
+
+void Document::countRefs(const Json& doc, const Json* hint, int sign, RefCounts& out,
+                         const MergeLandings* landings) {
+  RefTally tally;
+  tallyRefs(doc, hint, sign, tally, landings);
   tally.foldInto(out);
 }
 
@@ -334,24 +377,24 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
   ValidationErrors errors;
   validateTouched(json_, &patch, &landed, errors);
 
-  RefCounts delta;
+  // Views into the patched document and the undo, both kept until the index is updated.
+  RefTally delta;
   if (errors.empty()) {
-    countRefs(json_, &patch, 1, delta, &landed);
-    countRefs(undo, &patch, -1, delta);
+    tallyRefs(json_, &patch, 1, delta, &landed);
+    tallyRefs(undo, &patch, -1, delta);
     // References the patch added were checked where they occur; what remains is a definition
     // that the patch removed while something it did not touch still names it.
-    auto dangling = [&](const RefKey& key) {
-      const int64_t n = refCount(key) + [&] {
-        auto it = delta.find(key);
-        return it == delta.end() ? int64_t{0} : it->second;
-      }();
+    auto dangling = [&](const RefView& key) {
+      auto it = refs_.find(key);
+      const int64_t n = (it == refs_.end() ? 0 : it->second) + delta.count(key);
       return n > 0 && !defined(json_, key);
     };
+    auto view = [](const RefKey& k) { return RefView{k.vrf, k.af, k.name}; };
     // Every definition of a scope (vrf, af): those in the index, which holds all in use.
-    auto anyDanglingIn = [&](const std::string& vrf, AddressFamily af) {
-      for (auto it = refs_.lower_bound(RefKey{vrf, af, ""});
+    auto anyDanglingIn = [&](std::string_view vrf, AddressFamily af) {
+      for (auto it = refs_.lower_bound(RefView{vrf, af, ""});
            it != refs_.end() && it->first.vrf == vrf && it->first.af == af; ++it) {
-        if (dangling(it->first)) return true;
+        if (dangling(view(it->first))) return true;
       }
       return false;
     };
@@ -369,7 +412,7 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
       const Json* vrfsHint = childHint(&patch, "vrfs");
       if (vrfsHint == nullptr) {
         for (const auto& [key, n] : refs_) {
-          if (key.af != AddressFamily::unknown && dangling(key)) bad = true;
+          if (key.af != AddressFamily::unknown && dangling(view(key))) bad = true;
         }
       } else {
         for (const auto& [vrf, vh] : vrfsHint->items()) {
@@ -413,12 +456,7 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
     mergePatchInPlace(json_, undo);
     return errors;
   }
-  for (const auto& [key, d] : delta) {
-    if (d == 0) continue;
-    int64_t& n = refs_[key];
-    n += d;
-    if (n == 0) refs_.erase(key);
-  }
+  delta.applyTo(refs_);
   if (before != nullptr) *before = std::move(undo);
   return {};
 }

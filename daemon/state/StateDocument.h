@@ -89,7 +89,27 @@ class Document {
     }
     bool operator==(const RefKey&) const = default;
   };
-  using RefCounts = std::map<RefKey, int64_t>;
+  // A RefKey's parts viewed where they are: what looks the index up without copying names.
+  struct RefView {
+    std::string_view vrf;
+    Lanet::AddressFamily af = Lanet::AddressFamily::unknown;
+    std::string_view name;
+  };
+  // RefKey's order, between keys and views alike.
+  struct RefLess {
+    using is_transparent = void;
+    template <class A, class B>
+    bool operator()(const A& a, const B& b) const {
+      return parts(a) < parts(b);
+    }
+
+   private:
+    template <class K>
+    static std::tuple<std::string_view, Lanet::AddressFamily, std::string_view> parts(const K& k) {
+      return {k.vrf, k.af, k.name};
+    }
+  };
+  using RefCounts = std::map<RefKey, int64_t, RefLess>;
 
   // The empty document {}: no interfaces, no VRFs.
   Document();
