@@ -10,6 +10,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <charconv>
 #include <cmath>
@@ -424,8 +426,12 @@ struct Daemon::Impl {
   std::string handleLine(uint64_t client, std::string_view line) {
     const FeedRequest request = parseFeedLine(line);
     if (request.update) {
-      const ApplyResult r = keeper->applyPatchText(line, fmt::format("feed client {}", client));
-      if (r.ok) return replyLine({{"ok", true}, {"update", keeper->applied()}});
+      // Written in place rather than as a tree to dump: every update line costs this.
+      std::array<char, 48> source;
+      const auto named = fmt::format_to_n(source.data(), source.size(), "feed client {}", client);
+      const ApplyResult r = keeper->applyPatchText(
+          line, std::string_view(source.data(), std::min(named.size, source.size())));
+      if (r.ok) return fmt::format(R"({{"ok":true,"update":{}}})", keeper->applied());
       return replyLine({{"ok", false}, {"errors", errorsToJson(r.errors)}});
     }
     // The one reply as large as the state: its text is written straight from the document,
