@@ -89,26 +89,26 @@ void forEachKey(const Json* oldMap, Json* newMap, const Json* hint, F&& f, Pass 
   if (hint != nullptr) {
     if (removals) {
       OldMembers old(oldMap, *hint);
-      for (const auto& [name, h] : hint->items()) {
+      for (const auto& [name, h] : membersOf(*hint)) {
         const Json* o = old.find(name);
         if (o != nullptr && newMember(name, h) == nullptr) f(name, o, nullptr, nullptr);
       }
     }
     if (upserts) {
       OldMembers old(oldMap, *hint);
-      for (const auto& [name, h] : hint->items()) {
+      for (const auto& [name, h] : membersOf(*hint)) {
         if (Json* n = newMember(name, h)) f(name, old.find(name), n, h.is_object() ? &h : nullptr);
       }
     }
     return;
   }
   if (removals && oldMap != nullptr && oldMap->is_object()) {
-    for (const auto& [name, o] : oldMap->items()) {
+    for (const auto& [name, o] : membersOf(*oldMap)) {
       if (!o.is_null() && member(newMap, name) == nullptr) f(name, &o, nullptr, nullptr);
     }
   }
   if (upserts && newMap != nullptr && newMap->is_object()) {
-    for (auto& [name, n] : newMap->items()) f(name, member(oldMap, name), &n, nullptr);
+    for (auto& [name, n] : membersOf(*newMap)) f(name, member(oldMap, name), &n, nullptr);
   }
 }
 

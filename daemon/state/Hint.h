@@ -37,13 +37,13 @@ template <class F>
 void forEachTouched(const MergeLandings* landings, const Json* obj, const Json* hint, F&& f) {
   if (obj == nullptr || !obj->is_object()) return;
   if (hint != nullptr) {
-    for (const auto& [name, h] : hint->items()) {
+    for (const auto& [name, h] : membersOf(*hint)) {
       const Json* v = landedMember(obj, name, &h, landings);
       if (v != nullptr) f(name, *v, h.is_object() ? &h : nullptr);
     }
     return;
   }
-  for (const auto& [name, v] : obj->items()) {
+  for (const auto& [name, v] : membersOf(*obj)) {
     if (!v.is_null()) f(name, v, static_cast<const Json*>(nullptr));
   }
 }

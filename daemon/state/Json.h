@@ -44,6 +44,14 @@ using Json = nlohmann::basic_json<JsonObjectMap>;
 
 inline constexpr size_t kFewMembers = 4;
 
+// The members of object `obj`, to loop over: items() builds two strings for every loop.
+inline const Json::object_t& membersOf(const Json& obj) {
+  return obj.get_ref<const Json::object_t&>();
+}
+inline Json::object_t& membersOf(Json& obj) {
+  return obj.get_ref<Json::object_t&>();
+}
+
 // The value of member `name` of `obj` (null values included), or null when `obj` is not an
 // object or has no such member. Searches the object's map directly: nlohmann's find() and its
 // iterators cost as much again as the search, on walks that look members up by the thousand.

@@ -106,7 +106,9 @@ Json mergeWithUndo(Json& target, Patch& patch, MergeLandings* landings) {
   Json::object_t& members = target.get_ref<Json::object_t&>();
   Json::object_t& undone = undo.get_ref<Json::object_t&>();
   const bool record = landings != nullptr && members.size() >= MergeLandings::kMinMembers;
-  for (auto& [name, value] : patch.items()) {
+  for (auto& [name, value] :
+       patch.template get_ref<
+           std::conditional_t<taking, Json::object_t&, const Json::object_t&>>()) {
     auto it = members.lower_bound(name);
     const bool present = it != members.end() && it->first == name;
     Json& old = undone.emplace_hint(undone.end(), name, Json())->second;

@@ -118,7 +118,7 @@ bool put(const D::Value& d, const Json& v, std::string& out) {
     case D::Type::map:
       if (!v.is_object()) return false;
       putVarint(out, v.size());
-      for (const auto& [name, item] : v.items()) {
+      for (const auto& [name, item] : membersOf(v)) {
         if (item.is_null()) return false;
         putText(out, name);
         if (!put(*d.item, item, out)) return false;

@@ -401,7 +401,7 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
     bool bad = false;
     if (touched(&patch, "interfaces")) {
       if (const Json* h = childHint(&patch, "interfaces")) {
-        for (const auto& [name, ignored] : h->items()) {
+        for (const auto& [name, ignored] : membersOf(*h)) {
           bad = bad || dangling({"", AddressFamily::unknown, name});
         }
       } else {
@@ -415,7 +415,7 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
           if (key.af != AddressFamily::unknown && dangling(view(key))) bad = true;
         }
       } else {
-        for (const auto& [vrf, vh] : vrfsHint->items()) {
+        for (const auto& [vrf, vh] : membersOf(*vrfsHint)) {
           for (const auto& [name, af] : Schema::kFamilies) {
             // Walk down to the family's oifIndexes; a level the patch replaces as a whole may
             // have dropped any of its definitions.
@@ -438,7 +438,7 @@ ValidationErrors Document::mergePatchTaking(Json& patch, Json* before, MergeLand
             if (whole || !h->is_object()) {
               bad = bad || anyDanglingIn(vrf, af);
             } else {
-              for (const auto& [intf, ignored] : h->items()) {
+              for (const auto& [intf, ignored] : membersOf(*h)) {
                 bad = bad || dangling({vrf, af, intf});
               }
             }

@@ -185,7 +185,7 @@ class Validator {
         if (findMember(&obj, name) != nullptr) check(name);
       }
     } else {
-      for (const auto& [name, v] : obj.items()) check(name);
+      for (const auto& [name, v] : membersOf(obj)) check(name);
     }
   }
 
@@ -200,10 +200,10 @@ class Validator {
       if (d.rule != D::Rule::none) unique(d.rule, name, entry, seen);
     };
     if (hint == nullptr) {
-      for (const auto& [name, entry] : v.items()) visit(name, entry, nullptr);
+      for (const auto& [name, entry] : membersOf(v)) visit(name, entry, nullptr);
       return;
     }
-    for (const auto& [name, h] : hint->items()) {
+    for (const auto& [name, h] : membersOf(*hint)) {
       if (const Json* entry = landings_ != nullptr ? landings_->find(&h) : nullptr) {
         visit(name, *entry, &h);
       } else if (const Json* entry = findMember(&v, name)) {
