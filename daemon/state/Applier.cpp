@@ -1,6 +1,7 @@
 #include "daemon/state/Applier.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -347,8 +348,20 @@ class Sync {
   }
 
   void family(AddressFamily af, const L3::VrfName& vrf, const Json* o, Json& n, const Json* h) {
-    for (const Input& in : kInputs) {
-      if (touched(h, in.name) && member(&n, in.name) == nullptr) (this->*in.remove)(af, vrf);
+    // The inputs the hint touches, in one pass over its few members rather than a look-up of
+    // each input in it, twice.
+    std::array<bool, std::size(kInputs)> touchedInputs;
+    touchedInputs.fill(h == nullptr);
+    if (h != nullptr && h->is_object()) {
+      for (const auto& [name, ignored] : membersOf(*h)) {
+        for (size_t i = 0; i < std::size(kInputs); ++i) {
+          touchedInputs[i] = touchedInputs[i] || kInputs[i].name == name;
+        }
+      }
+    }
+    for (size_t i = 0; i < std::size(kInputs); ++i) {
+      const Input& in = kInputs[i];
+      if (touchedInputs[i] && member(&n, in.name) == nullptr) (this->*in.remove)(af, vrf);
     }
     // Routes that go away leave before their FIB entries; new routes arrive after theirs. Either
     // way the agent reconciles a route once, with its FIB entry in place or already gone, rather
@@ -361,8 +374,9 @@ class Sync {
       fib(af, vrf, fo, member(&n, "fib"), fo != nullptr ? childHint(h, "fib") : nullptr);
     }
     if (touched(h, "routes")) routes(af, vrf, ro, member(&n, "routes"), routesHint, Pass::upserts);
-    for (const Input& in : kInputs) {
-      if (!touched(h, in.name)) continue;
+    for (size_t i = 0; i < std::size(kInputs); ++i) {
+      const Input& in = kInputs[i];
+      if (!touchedInputs[i]) continue;
       if (Json* m = member(&n, in.name)) {
         const Json* om = member(o, in.name);
         (this->*in.upsert)(af, vrf, om, *m, om != nullptr ? childHint(h, in.name) : nullptr);
