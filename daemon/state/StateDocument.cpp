@@ -324,9 +324,18 @@ namespace {
 // (its required members included) and the applier builds it in full: null in a hint means
 // "walk everything below". `undo` holds the old values in the patch's shape.
 void wholeWhereNew(Json& patch, const Json& undo) {
-  for (auto& [name, value] : patch.items()) {
+  // The undo holds the patch's members in the patch's order: step along it beside the patch.
+  const Json::object_t* undone =
+      undo.is_object() ? &undo.get_ref<const Json::object_t&>() : nullptr;
+  auto next = undone != nullptr ? undone->begin() : Json::object_t::const_iterator();
+  for (auto& [name, value] : patch.get_ref<Json::object_t&>()) {
+    const Json* old = nullptr;
+    if (undone != nullptr && next != undone->end() && next->first == name) {
+      old = &(next++)->second;
+    } else {
+      old = findMember(&undo, name);
+    }
     if (!value.is_object()) continue;
-    const Json* old = member(&undo, name);
     if (old == nullptr || !old->is_object()) {
       value = Json();
     } else {
@@ -623,14 +632,14 @@ void Document::loosenScope(const std::string& vrf, size_t family, const Json* fa
   // A member the patch replaces as a whole (null, or not an object) may drop or change any
   // route; so does an OIF index, which every FIB route's OIFs go by.
   auto replaces = [](const Json* obj, std::string_view name) {
-    auto it = obj->find(name);
-    return it != obj->end() && !it->is_object();
+    const Json* v = findMember(obj, name);
+    return v != nullptr && !v->is_object();
   };
-  const bool whole =
-      familyPatch == nullptr || !familyPatch->is_object() || replaces(familyPatch, "routes") ||
-      replaces(familyPatch, "fib") ||
-      (familyPatch->contains("fib") && (replaces(&(*familyPatch)["fib"], "routes") ||
-                                        (*familyPatch)["fib"].contains("oifIndexes")));
+  const Json* fibPatch = findMember(familyPatch, "fib");
+  const bool whole = familyPatch == nullptr || !familyPatch->is_object() ||
+                     replaces(familyPatch, "routes") || replaces(familyPatch, "fib") ||
+                     (fibPatch != nullptr && (replaces(fibPatch, "routes") ||
+                                              findMember(fibPatch, "oifIndexes") != nullptr));
   const Json* routesPatch = whole ? nullptr : member(familyPatch, "routes");
   const Json* fibRoutesPatch = whole ? nullptr : member(member(familyPatch, "fib"), "routes");
   if (whole) {
@@ -638,26 +647,25 @@ void Document::loosenScope(const std::string& vrf, size_t family, const Json* fa
   } else {
     for (const Json* p : {routesPatch, fibRoutesPatch}) {
       if (p == nullptr) continue;
-      for (const auto& [key, ignored] : p->items()) store.give(key, routes, fibRoutes);
+      for (const auto& [key, ignored] : membersOf(*p)) store.give(key, routes, fibRoutes);
     }
   }
   if (store.empty()) packed_.erase(it);
 }
 
 void Document::loosen(const Json& patch) {
-  if (allLoose_ || !patch.contains("vrfs")) return;
-  const Json& vrfs = patch["vrfs"];
-  if (!vrfs.is_object()) {
+  const Json* vrfs = allLoose_ ? nullptr : findMember(&patch, "vrfs");
+  if (vrfs == nullptr) return;
+  if (!vrfs->is_object()) {
     loosenAll();
     return;
   }
-  for (const auto& [vrf, vrfPatch] : vrfs.items()) {
+  for (const auto& [vrf, vrfPatch] : vrfs->get_ref<const Json::object_t&>()) {
     for (size_t i = 0; i < std::size(Schema::kFamilies); ++i) {
-      const std::string_view name = Schema::kFamilies[i].name;
       if (!vrfPatch.is_object()) {
         loosenScope(vrf, i, nullptr);
-      } else if (auto it = vrfPatch.find(name); it != vrfPatch.end()) {
-        loosenScope(vrf, i, &*it);
+      } else if (const Json* familyPatch = findMember(&vrfPatch, Schema::kFamilies[i].name)) {
+        loosenScope(vrf, i, familyPatch);
       }
     }
   }
