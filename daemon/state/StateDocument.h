@@ -95,18 +95,15 @@ class Document {
     Lanet::AddressFamily af = Lanet::AddressFamily::unknown;
     std::string_view name;
   };
-  // RefKey's order, between keys and views alike.
+  // RefKey's order, between keys and views alike; each part is compared once (a tuple's <
+  // compares each part both ways).
   struct RefLess {
     using is_transparent = void;
     template <class A, class B>
     bool operator()(const A& a, const B& b) const {
-      return parts(a) < parts(b);
-    }
-
-   private:
-    template <class K>
-    static std::tuple<std::string_view, Lanet::AddressFamily, std::string_view> parts(const K& k) {
-      return {k.vrf, k.af, k.name};
+      if (const int c = std::string_view(a.vrf).compare(b.vrf); c != 0) return c < 0;
+      if (a.af != b.af) return a.af < b.af;
+      return std::string_view(a.name) < std::string_view(b.name);
     }
   };
   using RefCounts = std::map<RefKey, int64_t, RefLess>;
