@@ -89,8 +89,9 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
   auto fi = f != nullptr ? f->begin() : Json::object_t::iterator();
   const MemberNameLess less;
   auto hint = entries_.begin();
-  std::string bytes;
-  std::string scratch;
+  // Kept from call to call: a feed's patch packs its one or few routes in a call of its own.
+  thread_local std::string bytes;
+  thread_local std::string scratch;
   while ((r != nullptr && ri != r->end()) || (f != nullptr && fi != f->end())) {
     const bool rLeft = r != nullptr && ri != r->end();
     const bool fLeft = f != nullptr && fi != f->end();
