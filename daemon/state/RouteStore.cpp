@@ -124,6 +124,10 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
   }
   if (r != nullptr) r->clear();
   if (f != nullptr) f->clear();
+  // A route of thousands of OIFs must not hold its size for the daemon's lifetime.
+  constexpr size_t kKeep = 64 * 1024;
+  if (bytes.capacity() > kKeep) std::string().swap(bytes);
+  if (scratch.capacity() > kKeep) std::string().swap(scratch);
 }
 
 std::string_view RouteStore::Entry::longKey() const {
