@@ -86,7 +86,7 @@ class RefWalk {
     if (hint != nullptr && hint->is_object()) {
       // A patch names few of an object's members: find each in the description rather than
       // look every described member up in the patch. The order does not matter to a count.
-      for (const auto& [name, h] : hint->get_ref<const Json::object_t&>()) {
+      for (const auto& [name, h] : membersOf(*hint)) {
         const D::Member* m = d.find(name);
         if (m != nullptr) objectMember(*m, v, h.is_object() ? &h : nullptr);
       }
@@ -156,24 +156,17 @@ class RefTally {
   using RefView = Document::RefView;
 
   void add(std::string_view vrf, AddressFamily af, std::string_view name, int64_t sign) {
-    for (size_t i = 0; i < size_; ++i) {
-      Entry& e = entries_[i];
-      if (e.key.name == name && e.key.af == af && e.key.vrf == vrf) {
-        e.n += sign;
-        return;
-      }
-    }
-    if (size_ < entries_.size()) {
-      entries_[size_++] = {{vrf, af, name}, sign};
+    const RefView key{vrf, af, name};
+    if (const size_t i = inPlace(key); i < size_) {
+      entries_[i].n += sign;
+    } else if (size_ < entries_.size()) {
+      entries_[size_++] = {key, sign};
     } else {
-      addTo(more_, {vrf, af, name}, sign);
+      addTo(more_, key, sign);
     }
   }
   int64_t count(const RefView& key) const {
-    for (size_t i = 0; i < size_; ++i) {
-      const RefView& k = entries_[i].key;
-      if (k.name == key.name && k.af == key.af && k.vrf == key.vrf) return entries_[i].n;
-    }
+    if (const size_t i = inPlace(key); i < size_) return entries_[i].n;
     auto it = more_.find(key);
     return it == more_.end() ? 0 : it->second;
   }
@@ -191,6 +184,14 @@ class RefTally {
   }
 
  private:
+  // Where `key` is among the in-place entries, or size_; the name differs first, most often.
+  size_t inPlace(const RefView& key) const {
+    for (size_t i = 0; i < size_; ++i) {
+      const RefView& k = entries_[i].key;
+      if (k.name == key.name && k.af == key.af && k.vrf == key.vrf) return i;
+    }
+    return size_;
+  }
   template <class F>
   void forEach(F&& f) const {
     for (size_t i = 0; i < size_; ++i) f(entries_[i].key, entries_[i].n);
@@ -347,16 +348,12 @@ void wholeWhereNew(Json& patch, const Json& undo) {
 }  // namespace
 
 void Document::revertPatch(const Json& patch, const Json& before) {
-  RefCounts delta;
-  countRefs(json_, &patch, -1, delta);
-  countRefs(before, &patch, 1, delta);
+  // The tally's views point into the document: the index is updated before the merge.
+  RefTally delta;
+  tallyRefs(json_, &patch, -1, delta);
+  tallyRefs(before, &patch, 1, delta);
+  delta.applyTo(refs_);
   mergePatchInPlace(json_, before);
-  for (const auto& [key, d] : delta) {
-    if (d == 0) continue;
-    int64_t& n = refs_[key];
-    n += d;
-    if (n == 0) refs_.erase(key);
-  }
 }
 
 ValidationErrors Document::mergePatch(const Json& patch, Json* before) {
