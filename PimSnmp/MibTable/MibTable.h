@@ -150,9 +150,14 @@ class MibTable {
     } else if (Index index{}; !readHint(hint.indexes, given, index)) {
       ++counts()[::Snmp::TableCounters::hintBad];
     } else {
-      // A GET's row, and a walk's step from a row that is still there, come from the hash
-      // index; only a hint between rows descends the tree.
-      auto it = coll.findIter(index);
+      // A walk's step from the row it was just given comes from the cursor, a GET's row and
+      // other steps from the hash index; only a hint between rows descends the tree.
+      auto it = cursorAt(coll, index);
+      if (it != coll.end()) {
+        ++counts()[::Snmp::TableCounters::cursorMatch];
+      } else {
+        it = coll.findIter(index);
+      }
       if (it != coll.end()) {
         hintMatched = true;
         ++counts()[::Snmp::TableCounters::hintMatch];
@@ -170,6 +175,7 @@ class MibTable {
       start = it;
     }
 
+    cursor_ = Cursor{&coll, coll.serial(), coll.version(), start};
     // Always overwritten: the iterator frees whatever is left in the slot.
     LoopContext* lc = newLoopContext(coll, start);
     *loopContext = lc;
@@ -337,6 +343,27 @@ class MibTable {
 
  private:
   static inline LoopContext* spareLoopContext_ = nullptr;
+
+  // Where the last request of this table started: the row a walk's next request names. In a
+  // large table that row's hash slot is a cache miss, the row itself was just read.
+  struct Cursor {
+    const Coll* coll = nullptr;
+    uint64_t serial = 0;
+    uint64_t version = 0;
+    Iter it{};
+  };
+  static inline Cursor cursor_{};
+
+  // The cursor's position when it holds the row of `index`, else coll.end().
+  static Iter cursorAt(const Coll& coll, const Index& index) {
+    const Cursor& c = cursor_;
+    if (c.coll != &coll || c.serial != coll.serial() || c.version != coll.version() ||
+        c.it == coll.end()) {
+      return coll.end();
+    }
+    const Index& key = (*c.it)->key();
+    return key < index || index < key ? coll.end() : c.it;
+  }
 
   static LoopContext* newLoopContext(const Coll& coll, Iter start) {
     LoopContext* lc = std::exchange(spareLoopContext_, nullptr);

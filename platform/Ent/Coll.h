@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -20,6 +21,12 @@
 namespace Ent {
 
 namespace detail {
+
+// A number no other collection of its kind has had, for as long as the process runs.
+inline uint64_t nextCollSerial() {
+  static std::atomic<uint64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 
 // Reads an element's key through KeyFn (`&V::key`), which must return a reference
 // to the key stored in the element: the collection hands out its address.
@@ -208,7 +215,9 @@ class OrderedColl : public detail::CollBase {
   using value_type = V;
   using const_iterator = typename Set::const_iterator;
 
-  explicit OrderedColl(const Entity* owner = nullptr, AttrId attr = 0) : CollBase(owner, attr) {}
+  explicit OrderedColl(const Entity* owner = nullptr, AttrId attr = 0) : CollBase(owner, attr) {
+    if constexpr (kHashed) serial_ = detail::nextCollSerial();
+  }
   OrderedColl(const OrderedColl&) = delete;
   OrderedColl& operator=(const OrderedColl&) = delete;
 
@@ -302,9 +311,17 @@ class OrderedColl : public detail::CollBase {
   size_t size() const { return set_.size(); }
   bool empty() const { return set_.empty(); }
 
+  // Tells this collection from every other that lived at the same address (hashed, that is
+  // large, collections only). A position kept between calls is still good while the
+  // collection's address, serial and version() are all unchanged.
+  uint64_t serial() const requires kHashed { return serial_; }
+
  private:
+  struct NoSerial {};
+
   Set set_;
   [[no_unique_address]] Index index_;
+  [[no_unique_address]] std::conditional_t<kHashed, uint64_t, NoSerial> serial_{};
 };
 
 // Hash collection of counted entries by key (the key is stored beside the entry).

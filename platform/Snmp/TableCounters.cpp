@@ -55,6 +55,8 @@ std::string_view TableCounters::kindName(Kind kind) {
       return "hintNone";
     case walkResync:
       return "walkResync";
+    case cursorMatch:
+      return "cursorMatch";
     case kindCount:
       break;
   }

@@ -14,12 +14,14 @@ namespace Snmp {
 class TableCounters {
  public:
   enum Kind : uint8_t {
-    walkEnd,     // a walk ran off the end of the table
-    hintMatch,   // the hint named an existing row: the walk started there
-    hintMiss,    // the hint named no row
-    hintBad,     // the hint could not be read (type, range, too few components)
-    hintNone,    // no hint: the walk started at the first row
-    walkResync,  // the table changed during a walk, which continued after the current row
+    walkEnd,      // a walk ran off the end of the table
+    hintMatch,    // the hint named an existing row: the walk started there
+    hintMiss,     // the hint named no row
+    hintBad,      // the hint could not be read (type, range, too few components)
+    hintNone,     // no hint: the walk started at the first row
+    walkResync,   // the table changed during a walk, which continued after the current row
+    cursorMatch,  // of hintMatch: the row the table's last request started at, found without
+                  // the hash index
     kindCount,
   };
   using Counts = std::array<uint64_t, kindCount>;

@@ -42,8 +42,12 @@ TEST_F(WalkCostTest, FullWalkIsLinearAndGetStartsAtItsRow) {
   }
   const size_t answers = 4 * kRows;  // four served columns
   {
+    TableCounters::orderedIterCntrsClear();
     Trace::Capture capture("PimMIB/2");
     EXPECT_EQ(bulkWalk(kPimComponentTable), answers);
+    // Each step starts where the last one did, bar the first of each column and PDU.
+    EXPECT_GE(TableCounters::orderedIterCntr("pimComponentTable", TableCounters::cursorMatch),
+              answers - 100);
     // One descent per answer, straight to the row after the one asked from (plus one from the
     // top per column): no row is visited twice, none is stepped over.
     const size_t starts = capture.count("pimComponentTable_get_first_data_point - allocated");
@@ -65,6 +69,36 @@ TEST_F(WalkCostTest, FullWalkIsLinearAndGetStartsAtItsRow) {
   EXPECT_EQ(r.vars[0].type, SNMP_NOSUCHINSTANCE);
   EXPECT_EQ(TableCounters::orderedIterCntr("pimComponentTable", TableCounters::hintMiss), 1u);
   EXPECT_EQ(capture.count("advancing"), 0u);
+}
+
+// The cursor only ever names a row of the collection as it is now: not after the row was
+// replaced, and not in another context's table with the same keys.
+TEST_F(WalkCostTest, CursorIsTrustedOnlyWhileItsTableIsUnchanged) {
+  for (int32_t i = 1; i <= 5; ++i) {
+    red_.store->pimComponentTableIs(i, nullptr, nullptr);
+    default_.store->pimComponentTableIs(i, nullptr, nullptr);
+  }
+  auto next = [](const std::string& context, oid after) {
+    const Response r = ask(SNMP_MSG_GETNEXT, {column(kPimComponentTable, 5, {after})}, context);
+    return r.vars.size() == 1 ? r.vars[0].name : Oids{};
+  };
+  auto cursorMatches = [] {
+    return TableCounters::orderedIterCntr("pimComponentTable", TableCounters::cursorMatch);
+  };
+  TableCounters::orderedIterCntrsClear();
+  EXPECT_EQ(next("red", 2), column(kPimComponentTable, 5, {3}));
+  EXPECT_EQ(next("red", 3), column(kPimComponentTable, 5, {4}));
+  EXPECT_EQ(cursorMatches(), 1u);
+  // The same key in the default context's table: found through its own hash index.
+  EXPECT_EQ(next("", 4), column(kPimComponentTable, 5, {5}));
+  EXPECT_EQ(cursorMatches(), 1u);
+  EXPECT_EQ(next("red", 3), column(kPimComponentTable, 5, {4}));
+  // Row 4 replaced by a new one under the same key: the kept position is gone with it.
+  red_.store->pimComponentTableDel(4);
+  red_.store->pimComponentTableIs(4, nullptr, nullptr);
+  EXPECT_EQ(next("red", 4), column(kPimComponentTable, 5, {5}));
+  EXPECT_EQ(cursorMatches(), 1u);
+  EXPECT_EQ(TableCounters::orderedIterCntr("pimComponentTable", TableCounters::hintMatch), 5u);
 }
 
 // IpAddress index values reach the iterator as hints too (net-snmp's build_oid would read them

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <random>
 #include <set>
 #include <string>
@@ -282,6 +283,21 @@ TYPED_TEST(HashedCollTest, ExactLookupsAgreeWithTheTreeThroughChurn) {
   EXPECT_LT(model.size(), 10u);
   rows.clear();
   EXPECT_FALSE(rows.contains(0));
+}
+
+// A reader that keeps a position between calls tells collections apart by address, serial
+// and version: a collection built where another was has the same address and version.
+TEST(HashedCollTest, ACollectionRebuiltInPlaceHasANewSerial) {
+  using Coll = Ent::OrderedColl<int, Row, &Row::key, std::hash<int>>;
+  alignas(Coll) unsigned char storage[sizeof(Coll)];
+  auto* first = new (storage) Coll;
+  const uint64_t serial = first->serial();
+  const uint64_t version = first->version();
+  first->~Coll();
+  auto* second = new (storage) Coll;
+  EXPECT_EQ(second->version(), version);
+  EXPECT_NE(second->serial(), serial);
+  second->~Coll();
 }
 
 TEST(PointerIndexTest, CapacityFollowsTheSizeBothWays) {
