@@ -10,7 +10,7 @@ tables of the default VRF (--bare --table-rows N) and measures, table by table:
   table (the rows found by walking the table first), GET_REQUESTS requests per sample; every
   answer must name the varbinds asked for, with a value.
 
-Cost is agent CPU (utime + stime of the agent process from /proc/<pid>/stat) per varbind;
+Cost is agent CPU (its run time from /proc/<pid>/task/*/schedstat) per varbind;
 medians over the runs, tables and kinds rotated between runs. With --callgrind the agent runs
 under callgrind instead (instrumentation on once the rows are in place) and the figure is
 instructions per varbind, from a shorter sample: walks of the first CALLGRIND_COLUMN_VARBINDS
@@ -323,7 +323,7 @@ def main():
 CPU_INTRO = """Every one of the thirteen tables with 1,000 and with 100,000 generated rows (the default VRF
 of `pimsnmp-testagent --bare --table-rows N`, embedded master, v2c, with pimsnmpd's allocator
 jemalloc preloaded when installed), measured by
-`bench/table_bench.py`: agent CPU time (utime + stime) per varbind of GETBULK walks (50
+`bench/table_bench.py`: agent CPU time (the scheduler's run time) per varbind of GETBULK walks (50
 repetitions; whole-table walks repeated to at least {walk} varbinds per sample) and of GETs of
 20 varbinds, each a random row and served column of the table ({gets} GETs per sample). Both
 sizes' agents run at once and each sample at one size is taken right beside the same sample at

@@ -7,8 +7,8 @@ ReferenceTable.h: same rows, index and served columns, values computed once): th
 floor (a stock table_iterator table) and the reference (net-snmp's own container table). It
 bulk-walks the three in turn with `snmpbulkwalk -v2c -Cr50 -Oqn`, which must return the same
 suffixes and values. Per walk it records the varbinds returned, the wall time and the agent's
-CPU time (utime + stime from /proc/<pid>/stat). Small tables are walked several times per
-sample so that each sample holds enough CPU time for the 10 ms clock-tick resolution. Reports
+CPU time (its run time from /proc/<pid>/task/*/schedstat). Small tables are walked several
+times per sample so that each sample holds enough CPU time to average out the machine's noise. Reports
 medians over the runs, the ratios between the tables and the two targets.
 """
 
@@ -244,8 +244,8 @@ index and served columns and every value computed once (`tools/testagent/Referen
 - the **reference** at 1.3.6.1.4.1.99999.1: net-snmp's own container table (`table_container`
   over its sorted binary array, the machinery under `tdata`).
 
-The three walks must return the same suffixes and values. Agent CPU is utime + stime of the
-agent process from `/proc/<pid>/stat` before and after each sample; a sample of the small table
+The three walks must return the same suffixes and values. Agent CPU is the agent process's run
+time from `/proc/<pid>/task/*/schedstat` before and after each sample; a sample of the small table
 repeats the walk until it holds about 300k varbinds. Medians of {runs} runs; every ratio below
 is of these medians, from this one run. Varbinds/s is wall time on the client side, client
 process included.
