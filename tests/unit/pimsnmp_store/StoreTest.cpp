@@ -7,7 +7,6 @@
 
 #include "PimSnmp/PimSnmp/Index.h"
 #include "PimSnmp/PimSnmp/PimMib.h"
-#include "platform/Ent/Dir.h"
 #include "platform/Ent/Error.h"
 #include "platform/IntfSnmp/IfMib.h"
 #include "platform/Routing/Multicast/Fib/Config.h"
@@ -27,17 +26,6 @@ class StoreTest : public ::testing::Test {
   Ent::Ptr<IntfSnmp::IfMib> ifMib = Ent::make<IntfSnmp::IfMib>();
 };
 
-TEST_F(StoreTest, CreatedEmptyAndNamedByVrf) {
-  EXPECT_EQ(mib->name(), "red");
-  EXPECT_EQ(mib->typeName(), "Routing::Pim::Snmp::PimMib");
-  EXPECT_TRUE(mib->hasNotificationActive());
-  EXPECT_TRUE(mib->pimInterfaceTable().empty());
-  EXPECT_TRUE(mib->ipMcastInterfaceTable().empty());
-  EXPECT_EQ(mib->ipMRouteTables(), 0u);
-  EXPECT_EQ(mib->ipMcastRouteTables(), 0u);
-  EXPECT_FALSE(mib->ipMcastEnabled()) << "no multicast-FIB configuration";
-}
-
 TEST_F(StoreTest, DelByIteratorAndDelAll) {
   for (int32_t i : {3, 1, 2}) mib->pimInterfaceTableIs(i, nullptr, nullptr);
   ChangeLog<int32_t> log(mib, PimMib::attrPimInterfaceTable);
@@ -46,25 +34,6 @@ TEST_F(StoreTest, DelByIteratorAndDelAll) {
   mib->pimInterfaceTableDelAll();
   EXPECT_TRUE(mib->pimInterfaceTable().empty());
   EXPECT_EQ(log.keys, (std::vector<int32_t>{1, 2, 3}));
-}
-
-TEST_F(StoreTest, RouteKeysOfStarGAndSourceGroupRows) {
-  const RouteKey starG = RouteKey::starG(v4("239.1.1.1"));
-  const RouteKey sgKey = sg("10.1.1.1", "239.1.1.1");
-  const RouteKey sg6{*Lanet::IpGenAddr::parse("2001:db8::1"), *Lanet::IpGenAddr::parse("ff3e::1")};
-  for (const RouteKey& k : {sgKey, starG}) {
-    mib->ipMRouteTableIs(route(k), ifMib, pimIpMrouteEntryIndexFromRouteKey(k));
-    mib->ipMcastRouteTableIs(route(k), ifMib, IpMcastRouteEntryIndex::fromRouteKey(k));
-  }
-  mib->ipMcastRouteTableIs(route(sg6), ifMib, IpMcastRouteEntryIndex::fromRouteKey(sg6));
-
-  std::vector<uint32_t> masks;
-  for (const auto& e : mib->ipMRouteTable()) masks.push_back(e->index().sMask);
-  EXPECT_EQ(masks, (std::vector<uint32_t>{0, 0xFFFFFFFF})) << "(*,G) first: source 0.0.0.0";
-
-  std::vector<uint32_t> sourceLengths;
-  for (const auto& e : mib->ipMcastRouteTable()) sourceLengths.push_back(e->index().sourceLength);
-  EXPECT_EQ(sourceLengths, (std::vector<uint32_t>{0, 32, 128}));
 }
 
 TEST_F(StoreTest, NextHopIndexSetOfAMcastRoute) {
@@ -110,6 +79,7 @@ TEST_F(StoreTest, NextHopIndexSetOfAMcastRoute) {
 }
 
 TEST_F(StoreTest, IpMcastEnabledWhenAnyFamilyRoutes) {
+  EXPECT_FALSE(mib->ipMcastEnabled()) << "no multicast-FIB configuration";
   ChangeLog<AddressFamily> log(mib, PimMib::attrMfibConfig);
   auto v4Config = Ent::make<Routing::Multicast::Fib::Config>("red");
   auto v6Config = Ent::make<Routing::Multicast::Fib::Config>("red");
@@ -125,15 +95,6 @@ TEST_F(StoreTest, IpMcastEnabledWhenAnyFamilyRoutes) {
   EXPECT_FALSE(mib->ipMcastEnabled());
   mib->mfibConfigDelAll();
   EXPECT_TRUE(mib->mfibConfig().empty());
-}
-
-TEST_F(StoreTest, FoundInAStateDirectoryByVrfName) {
-  auto root = Ent::make<Ent::Dir>("root");
-  auto dir = root->mkdirs("snmp/pim/snmpPimMIB");
-  dir->entityIs(PimMibIs("a/b"));
-  auto found = root->lookupAs<PimMib>("snmp/pim/snmpPimMIB/" + Ent::urlQuote("a/b"));
-  ASSERT_NE(found, nullptr);
-  EXPECT_EQ(found->name(), "a/b");
 }
 
 }  // namespace
