@@ -40,7 +40,6 @@ class Varbind {
     return ok_ ? std::vector<uint8_t>(var_.val.string, var_.val.string + var_.val_len)
                : std::vector<uint8_t>{};
   }
-  const counter64* c64() const { return var_.val.counter64; }
 
  private:
   netsnmp_variable_list var_{};
@@ -66,12 +65,6 @@ TEST(Converters, IntegersKeepSignAndWidth) {
             0xFFFFFFFFL);
   EXPECT_EQ(Varbind(ASN_INTEGER, conv(Snmp::BoolToAsnInteger, true)).integer(), 1);
   EXPECT_EQ(Varbind(ASN_INTEGER, conv(Snmp::BoolToAsnInteger, false)).integer(), 2);
-}
-
-TEST(Converters, MaskAsOctetsKeepsNetworkOrder) {
-  const uint32_t mask = Routing::Pim::Snmp::maskFromLength(24);
-  EXPECT_EQ(Varbind(ASN_IPADDRESS, conv(Snmp::U32ToAsnOctets, mask)).octets(),
-            (std::vector<uint8_t>{0xFF, 0xFF, 0xFF, 0x00}));
 }
 
 TEST(Converters, TimeTicks) {
@@ -106,15 +99,6 @@ TEST_F(Uptime, CountsFromTheAgentStart) {
   EXPECT_EQ(uptime(1012.5), 1250);
   EXPECT_EQ(uptime(1000.0), 0);
   EXPECT_EQ(uptime(999.0), 0);
-}
-
-TEST(Converters, Counter32IsTheLowHalfOfCounter64) {
-  const uint64_t value = 0x100000005ULL;
-  EXPECT_EQ(Varbind(ASN_COUNTER, conv(Snmp::U64ToCounter32, value)).integer(), 5);
-  const Varbind c64(ASN_COUNTER64, conv(Snmp::U64ToCounter64, value));
-  ASSERT_NE(c64.c64(), nullptr);
-  EXPECT_EQ(c64.c64()->high, 1u);
-  EXPECT_EQ(c64.c64()->low, 5u);
 }
 
 TEST(Converters, OctetStringsAndAddresses) {
