@@ -48,11 +48,11 @@ const Mib::ObjectType* findObject(std::string_view name) {
   return nullptr;
 }
 
-// The label the module file gives the INTEGER an integer converter hands net-snmp.
-template <class F>
-std::string labelSent(std::string_view column, F&& convert) {
+// The label the module file gives the INTEGER that `convert` hands net-snmp for `value`.
+template <class T>
+std::string labelSent(std::string_view column, int (*convert)(T, uint8_t*, size_t), T value) {
   uint8_t buf[sizeof(long)];
-  EXPECT_EQ(convert(buf, sizeof buf), static_cast<int>(sizeof(long)));
+  EXPECT_EQ(convert(value, buf, sizeof buf), static_cast<int>(sizeof(long)));
   long v = 0;
   std::memcpy(&v, buf, sizeof v);
   const Mib::ObjectType* o = findObject(column);
@@ -70,35 +70,17 @@ TEST(AgentModulesTest, DescriptorsMakeModulesWithoutProblems) {
 
 TEST(AgentModulesTest, EnumerationLabelsNameTheValuesTheConvertersSend) {
   // The platform's sparse mode is 1; any other mode reads dense.
-  EXPECT_EQ(
-      labelSent("pimNeighborMode", [](auto* b, size_t n) { return ModeToAsnInteger(1, b, n); }),
-      "sparse");
-  EXPECT_EQ(
-      labelSent("pimInterfaceMode", [](auto* b, size_t n) { return ModeToAsnInteger(2, b, n); }),
-      "dense");
+  EXPECT_EQ(labelSent("pimNeighborMode", ModeToAsnInteger, uint8_t{1}), "sparse");
+  EXPECT_EQ(labelSent("pimInterfaceMode", ModeToAsnInteger, uint8_t{2}), "dense");
   for (const char* column : {"ipMRouteNextHopState", "ipMcastRouteNextHopState"}) {
-    EXPECT_EQ(labelSent(column,
-                        [](auto* b, size_t n) {
-                          return NextHopStateToAsnInteger(nhStateForwarding, b, n);
-                        }),
-              "forwarding");
-    EXPECT_EQ(
-        labelSent(column,
-                  [](auto* b, size_t n) { return NextHopStateToAsnInteger(nhStatePruned, b, n); }),
-        "pruned");
+    EXPECT_EQ(labelSent(column, NextHopStateToAsnInteger, nhStateForwarding), "forwarding");
+    EXPECT_EQ(labelSent(column, NextHopStateToAsnInteger, nhStatePruned), "pruned");
   }
-  EXPECT_EQ(labelSent("ipMRouteEnable",
-                      [](auto* b, size_t n) { return ::Snmp::BoolToAsnInteger(true, b, n); }),
-            "enabled");
-  EXPECT_EQ(labelSent("ipMcastEnabled",
-                      [](auto* b, size_t n) { return ::Snmp::BoolToAsnInteger(false, b, n); }),
-            "false");
+  EXPECT_EQ(labelSent("ipMRouteEnable", ::Snmp::BoolToAsnInteger, true), "enabled");
+  EXPECT_EQ(labelSent("ipMcastEnabled", ::Snmp::BoolToAsnInteger, false), "false");
   // The address type a v6 route's upstream neighbor is sent with.
-  EXPECT_EQ(labelSent("ipMcastRouteUpstreamNeighborType",
-                      [](auto* b, size_t n) {
-                        return ::Snmp::S32ToAsnInteger(
-                            static_cast<int32_t>(::Snmp::InetAddressType::ipv6), b, n);
-                      }),
+  EXPECT_EQ(labelSent("ipMcastRouteUpstreamNeighborType", ::Snmp::S32ToAsnInteger,
+                      static_cast<int32_t>(::Snmp::InetAddressType::ipv6)),
             "ipv6");
 }
 
