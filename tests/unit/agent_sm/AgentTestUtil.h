@@ -27,22 +27,14 @@ inline Lanet::IpGenPrefix prefix(const char* text) {
 // Records every module entry point called, as "init_PimMIB(<context>)" and so on.
 class RecordingRegistrar : public Routing::Pim::Snmp::MibRegistrar {
  public:
-  void initPimMib(const std::string& c) override { calls.push_back("init_PimMIB(" + c + ")"); }
-  void initIpMRouteStdMib(const std::string& c) override {
-    calls.push_back("init_ipMRouteStdMIB(" + c + ")");
-  }
-  void initIpMcastMib(const std::string& c) override {
-    calls.push_back("init_ipMcastMIB(" + c + ")");
-  }
-  void unregisterPimMib(const std::string& c) override {
-    calls.push_back("unregister_PimMIB(" + c + ")");
-  }
+  void initPimMib(const std::string& c) override { add("init_PimMIB", c); }
+  void initIpMRouteStdMib(const std::string& c) override { add("init_ipMRouteStdMIB", c); }
+  void initIpMcastMib(const std::string& c) override { add("init_ipMcastMIB", c); }
+  void unregisterPimMib(const std::string& c) override { add("unregister_PimMIB", c); }
   void unregisterIpMRouteStdMib(const std::string& c) override {
-    calls.push_back("unregister_ipMRouteStdMIB(" + c + ")");
+    add("unregister_ipMRouteStdMIB", c);
   }
-  void unregisterIpMcastMib(const std::string& c) override {
-    calls.push_back("unregister_ipMcastMIB(" + c + ")");
-  }
+  void unregisterIpMcastMib(const std::string& c) override { add("unregister_ipMcastMIB", c); }
   // The calls since the last take(), which empties the record.
   std::vector<std::string> take() {
     std::vector<std::string> out;
@@ -51,6 +43,11 @@ class RecordingRegistrar : public Routing::Pim::Snmp::MibRegistrar {
   }
 
   std::vector<std::string> calls;
+
+ private:
+  void add(const char* entry, const std::string& context) {
+    calls.push_back(std::string(entry) + "(" + context + ")");
+  }
 };
 
 struct NeighborLoss {
