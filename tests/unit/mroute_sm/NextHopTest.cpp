@@ -9,6 +9,16 @@ const RouteKey kSG = key("10.0.0.1", "239.1.1.1");
 
 using NextHopTest = MrouteFixture;
 
+// Both next-hop tables traced "<action> <table> for (10.0.0.1, 239.1.1.1) and interface <rest>".
+void expectTracedForBoth(const Trace::Capture& cap, std::string_view action,
+                         std::string_view rest) {
+  for (const char* table : {"ipMcastRouteNextHopTable", "ipMRouteNextHopTable"}) {
+    EXPECT_TRUE(cap.contains(
+        fmt::format("{} {} for (10.0.0.1, 239.1.1.1) and interface {}", action, table, rest)))
+        << table;
+  }
+}
+
 TEST_F(NextHopTest, FibWithTheOifForwardsWhetherOrNotTheInterfaceHasState) {
   startAndReview();
   intfIs(kSG, 1);
@@ -32,12 +42,7 @@ TEST_F(NextHopTest, FibWithoutTheOifPrunesAnInterfaceWithState) {
   EXPECT_EQ(mcastHop(kSG, 1), nhStatePruned);
   EXPECT_EQ(mrouteHop(kSG, 1), nhStatePruned);
   EXPECT_EQ(mcastHop(kSG, 2), nhStateForwarding);
-  EXPECT_TRUE(
-      cap.contains("Adding an entry to ipMcastRouteNextHopTable for (10.0.0.1, "
-                   "239.1.1.1) and interface Ethernet2, state: nhStateForwarding"));
-  EXPECT_TRUE(
-      cap.contains("Adding an entry to ipMRouteNextHopTable for (10.0.0.1, 239.1.1.1) "
-                   "and interface Ethernet2, state: nhStateForwarding"));
+  expectTracedForBoth(cap, "Adding an entry to", "Ethernet2, state: nhStateForwarding");
 }
 
 TEST_F(NextHopTest, FibWithoutTheOifRemovesAnInterfaceWithoutState) {
@@ -50,12 +55,7 @@ TEST_F(NextHopTest, FibWithoutTheOifRemovesAnInterfaceWithoutState) {
   EXPECT_EQ(mcastHop(kSG, 2), std::nullopt);
   EXPECT_EQ(mrouteHop(kSG, 2), std::nullopt);
   EXPECT_EQ(mcastHop(kSG, 1), nhStateForwarding);
-  EXPECT_TRUE(
-      cap.contains("Removing an entry from ipMcastRouteNextHopTable for (10.0.0.1, "
-                   "239.1.1.1) and interface Ethernet2 due to no OIF in multicast FIB."));
-  EXPECT_TRUE(
-      cap.contains("Removing an entry from ipMRouteNextHopTable for (10.0.0.1, 239.1.1.1) "
-                   "and interface Ethernet2 due to no OIF in multicast FIB."));
+  expectTracedForBoth(cap, "Removing an entry from", "Ethernet2 due to no OIF in multicast FIB.");
 }
 
 TEST_F(NextHopTest, WithoutFibEntryOnlyInterfacesWithStateArePruned) {
@@ -84,16 +84,11 @@ TEST_F(NextHopTest, RouteGoneFromPimRemovesEverythingThoughTheFibKeepsIt) {
     Trace::Capture cap("PimSnmpAgent/8");
     status->routeDel(kSG);
     for (const char* intf : {"Ethernet1", "Ethernet2"}) {
-      EXPECT_TRUE(
-          cap.contains(fmt::format("Removing an entry from ipMcastRouteNextHopTable for "
-                                   "(10.0.0.1, 239.1.1.1) and interface {} due to no route.",
-                                   intf)));
-      EXPECT_TRUE(
-          cap.contains(fmt::format("Removing an entry from ipMRouteNextHopTable for "
-                                   "(10.0.0.1, 239.1.1.1) and interface {} due to no route.",
-                                   intf)));
+      expectTracedForBoth(cap, "Removing an entry from", fmt::format("{} due to no route.", intf));
     }
-    EXPECT_TRUE(cap.contains("due to no route"));  // the PIM next hop
+    EXPECT_TRUE(cap.contains(
+        fmt::format("Removing an entry from pimIpMrouteNextHopTable for {} due to no route",
+                    Snmp::pimIpMrouteNextHopEntryIndexFromRouteKey(kSG, 1))));
     EXPECT_TRUE(cap.contains("Remove ipMcastRoute entry for (10.0.0.1, 239.1.1.1)"));
     EXPECT_TRUE(cap.contains("Remove Pim Mroute entry for (10.0.0.1, 239.1.1.1)"));
     EXPECT_TRUE(cap.contains("Remove Mroute entry for (10.0.0.1, 239.1.1.1)"));
