@@ -407,7 +407,6 @@ TEST(EntityTest, NamedAndUnnamed) {
   };
   EXPECT_EQ(Ent::make<Owner>()->name(), "owner");
   EXPECT_EQ(Ent::make<Unnamed>()->name(), "");
-  EXPECT_TRUE(Ent::make<Unnamed>()->name().empty());
 }
 
 TEST_F(ReactorTest, DetachingDuringNotificationSkipsTheDetached) {

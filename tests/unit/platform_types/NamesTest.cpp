@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <string>
 
-
 #include "platform/L3/VrfName.h"
 #include "platform/Lanet/IntfId.h"
 

@@ -48,7 +48,10 @@ Oid randomOid(std::mt19937_64& rng) {
 
 TEST(NetSnmpCrossCheckTest, CompareOidAgreesWithSnmpOidCompare) {
   std::mt19937_64 rng(21);
-  std::vector<Oid> oids = {{}, {0}, {1}, {1, 3}, {1, 3, 6}, {1, 4}, {~SubId{0}}, {0xffffffffULL}};
+  // Proper prefixes, and sub-identifiers past 32 bits: they are unsigned 64-bit.
+  std::vector<Oid> oids = {{},          {0},    {1},         {1, 3},          {1, 3, 0},
+                           {1, 3, 6},   {1, 4}, {~SubId{0}}, {0xffffffffULL}, {0x100000000ULL},
+                           {1ULL << 63}};
   for (int i = 0; i < 300; ++i) {
     Oid a = randomOid(rng);
     oids.push_back(a);
