@@ -31,22 +31,17 @@ def cpu_seconds(pid):
         pass
     if found:
         return total / 1e9
-    return tick_cpu_seconds(pid)
+    return tick_cpu_seconds(pid)[0]
 
 
 def tick_cpu_seconds(pid):
-    """utime + stime of process `pid`, in seconds, as the clock tick sampled them."""
+    """(utime + stime, stime) of process `pid`, in seconds, as the clock tick sampled them: the
+    only times split by mode, for the kernel's share of a long run."""
     with open(f"/proc/{pid}/stat") as f:
         fields = f.read().rsplit(")", 1)[1].split()
     # utime and stime are fields 14 and 15 of the line; 12 and 13 after the command name.
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-
-
-def kernel_cpu_seconds(pid):
-    """stime of process `pid`, in seconds: the system calls' share of cpu_seconds."""
-    with open(f"/proc/{pid}/stat") as f:
-        fields = f.read().rsplit(")", 1)[1].split()
-    return int(fields[12]) / os.sysconf("SC_CLK_TCK")
+    tick = os.sysconf("SC_CLK_TCK")
+    return (int(fields[11]) + int(fields[12])) / tick, int(fields[12]) / tick
 
 
 def write_section(path, title, text):

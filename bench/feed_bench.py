@@ -24,7 +24,7 @@ import sys
 import tempfile
 import time
 
-from benchlib import cpu_seconds, free_port, kernel_cpu_seconds, tick_cpu_seconds, write_section
+from benchlib import cpu_seconds, free_port, tick_cpu_seconds, write_section
 
 
 class Feed:
@@ -153,8 +153,7 @@ def one_run(daemon, routes, batch, pipeline, callgrind_out=None):
 
         lines = route_patches(0, routes, batch)
         cpu_started = cpu_seconds(proc.pid)
-        kernel_started = kernel_cpu_seconds(proc.pid)
-        ticks_started = tick_cpu_seconds(proc.pid)
+        ticks_started, kernel_started = tick_cpu_seconds(proc.pid)
         started = time.monotonic()
         if pipeline:
             # All patches in flight at once; replies are read as they come.
@@ -170,9 +169,8 @@ def one_run(daemon, routes, batch, pipeline, callgrind_out=None):
         wait_routes(feed, routes, 120 * slow)
         elapsed = time.monotonic() - started
         cpu = cpu_seconds(proc.pid) - cpu_started
-        kernel = kernel_cpu_seconds(proc.pid) - kernel_started
-        # The kernel's share, from the tick-sampled times, the only ones split by mode.
-        ticks = tick_cpu_seconds(proc.pid) - ticks_started
+        ticks, kernel = tick_cpu_seconds(proc.pid)
+        ticks, kernel = ticks - ticks_started, kernel - kernel_started
         kernel_share = kernel / ticks if ticks > 0 else 0.0
         rss = rss_kib(proc.pid)
         if callgrind_out:
