@@ -122,8 +122,8 @@ void RouteStore::take(Json* routes, Json* fibRoutes) {
     if (rLeft && key == ri->first) ++ri;
     if (fLeft && key == fi->first) ++fi;
   }
-  if (r != nullptr) r->clear();
-  if (f != nullptr) f->clear();
+  if (r != nullptr) clearTree(*routes);
+  if (f != nullptr) clearTree(*fibRoutes);
   // A route of thousands of OIFs must not hold its size for the daemon's lifetime.
   constexpr size_t kKeep = 64 * 1024;
   if (bytes.capacity() > kKeep) std::string().swap(bytes);
