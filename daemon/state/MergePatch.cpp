@@ -105,10 +105,13 @@ Json mergeWithUndo(Json& target, Patch& patch, MergeLandings* landings) {
   // built in the patch's (sorted) order, grows at its end.
   Json::object_t& members = target.get_ref<Json::object_t&>();
   Json::object_t& undone = undo.get_ref<Json::object_t&>();
-  const bool record = landings != nullptr && members.size() >= MergeLandings::kMinMembers;
-  for (auto& [name, value] :
-       patch.template get_ref<
-           std::conditional_t<taking, Json::object_t&, const Json::object_t&>>()) {
+  auto& patchMembers =
+      patch.template get_ref<std::conditional_t<taking, Json::object_t&, const Json::object_t&>>();
+  // By the size the object may reach: a batch of new routes lands in a VRF's routes object
+  // that holds only the routes the update touches, and is searched afterwards at its full size.
+  const bool record =
+      landings != nullptr && members.size() + patchMembers.size() >= MergeLandings::kMinMembers;
+  for (auto& [name, value] : patchMembers) {
     auto it = members.lower_bound(name);
     const bool present = it != members.end() && it->first == name;
     Json& old = undone.emplace_hint(undone.end(), name, Json())->second;
