@@ -285,6 +285,37 @@ TYPED_TEST(HashedCollTest, ExactLookupsAgreeWithTheTreeThroughChurn) {
   EXPECT_FALSE(rows.contains(0));
 }
 
+// Inserts in runs of neighbours take their place from the entry inserted last: runs that
+// continue, jump back, hit a present key right behind it, or follow an erasure must all land
+// where a descent would put them.
+TYPED_TEST(HashedCollTest, InsertsInRunsLandWhereADescentWould) {
+  using R = typename TypeParam::Row;
+  Ent::OrderedColl<int, R, &R::key, typename TypeParam::Hash> rows;
+  std::set<int> model;
+  std::mt19937 rng(5);
+  int next = 0;
+  for (int step = 0; step < 4000; ++step) {
+    const unsigned roll = rng() % 16;
+    if (roll == 0) {
+      next = static_cast<int>(rng() % 500);  // a jump, usually behind the last insert
+    } else if (roll == 1 && !model.empty()) {
+      const int k = static_cast<int>(rng() % 500);
+      EXPECT_EQ(rows.erase(k) != nullptr, model.erase(k) > 0);
+      continue;
+    }
+    const int k = next;
+    next += 1 + static_cast<int>(rng() % 2);  // sometimes a gap, so later runs fill it
+    ASSERT_EQ(rows.insert(Ent::make<R>(k)).second, model.insert(k).second) << k;
+  }
+  ASSERT_EQ(rows.size(), model.size());
+  auto it = model.begin();
+  for (const auto& row : rows) {
+    ASSERT_EQ(row->key(), *it);
+    ASSERT_EQ(rows.find(*it), row.get());
+    ++it;
+  }
+}
+
 // A reader that keeps a position between calls tells collections apart by address, serial
 // and version: a collection built where another was has the same address and version.
 TEST(HashedCollTest, ACollectionRebuiltInPlaceHasANewSerial) {
