@@ -7,25 +7,40 @@
 namespace Lanet {
 
 std::optional<IpAddr> IpAddr::parse(std::string_view text) {
+  // Every route key, address and next hop of a feed patch passes through here, several times
+  // over: one pass, at most three digits an octet, a digit test by one unsigned compare.
+  if (text.size() < 7 || text.size() > 15) return std::nullopt;
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  auto digit = [&](unsigned& d) {
+    if (p == end) return false;
+    d = static_cast<unsigned char>(*p) - unsigned{'0'};
+    return d <= 9;
+  };
   uint32_t value = 0;
-  size_t pos = 0;
   for (int octet = 0; octet < 4; ++octet) {
     if (octet > 0) {
-      if (pos >= text.size() || text[pos] != '.') return std::nullopt;
-      ++pos;
+      if (p == end || *p != '.') return std::nullopt;
+      ++p;
     }
-    const size_t start = pos;
-    uint32_t part = 0;
-    while (pos < text.size() && text[pos] >= '0' && text[pos] <= '9' && pos - start < 3) {
-      part = part * 10 + static_cast<uint32_t>(text[pos] - '0');
-      ++pos;
+    unsigned part = 0;
+    if (!digit(part)) return std::nullopt;
+    ++p;
+    unsigned d = 0;
+    if (digit(d)) {
+      // A leading zero is refused because some parsers read it as octal.
+      if (part == 0) return std::nullopt;
+      part = part * 10 + d;
+      ++p;
+      if (digit(d)) {
+        part = part * 10 + d;
+        ++p;
+        if (part > 255) return std::nullopt;
+      }
     }
-    const size_t digits = pos - start;
-    // A leading zero is refused because some parsers read it as octal.
-    if (digits == 0 || part > 255 || (digits > 1 && text[start] == '0')) return std::nullopt;
     value = (value << 8) | part;
   }
-  if (pos != text.size()) return std::nullopt;
+  if (p != end) return std::nullopt;
   return IpAddr(value);
 }
 

@@ -1,3 +1,4 @@
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -85,6 +86,36 @@ TEST(IpGenAddrTest, RejectsMalformedText) {
   }
   EXPECT_FALSE(IpAddr::parse("ff02::1").has_value());
   EXPECT_FALSE(IpAddr::parse("none").has_value());
+}
+
+// The dotted quad is what inet_pton(AF_INET) reads: four decimal octets up to 255 without
+// leading zeros. Random text near that form must get the same verdict and value from both.
+TEST(IpAddrTest, AgreesWithInetPtonOnTextNearADottedQuad) {
+  std::mt19937 rng(3);
+  constexpr std::string_view kNoise = "0123456789./x -";
+  int accepted = 0;
+  for (int i = 0; i < 100000; ++i) {
+    // Four groups of zero to four digits, then perhaps a character more or less.
+    std::string text;
+    for (int g = 0; g < 4; ++g) {
+      if (g > 0) text += '.';
+      for (size_t n = rng() % 5; n > 0; --n) text += static_cast<char>('0' + rng() % 10);
+    }
+    if (const unsigned edit = rng() % 4; edit == 0) {
+      text.insert(rng() % (text.size() + 1), 1, kNoise[rng() % kNoise.size()]);
+    } else if (edit == 1) {
+      text.erase(rng() % text.size(), 1);
+    }
+    in_addr want{};
+    const bool ok = inet_pton(AF_INET, text.c_str(), &want) == 1;
+    const auto got = IpAddr::parse(text);
+    ASSERT_EQ(got.has_value(), ok) << "'" << text << "'";
+    if (ok) {
+      ASSERT_EQ(got->value(), ntohl(want.s_addr)) << text;
+      ++accepted;
+    }
+  }
+  EXPECT_GT(accepted, 100);  // the generator does reach valid addresses
 }
 
 TEST(IpGenAddrTest, BytesAndFamilyPerForm) {
