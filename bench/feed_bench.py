@@ -194,6 +194,30 @@ def one_run(daemon, routes, batch, pipeline, callgrind_out=None):
         shutil.rmtree(tmp, ignore_errors=True)
 
 
+def floor_run(server, mode, lines):
+    """CPU time per line of bench/feed_floor (a server that answers each line without work)
+    in `mode`, fed `lines` as the one-route runs are: each line waits for its reply."""
+    tmp = tempfile.mkdtemp(prefix="pimsnmp-feed-floor-")
+    sock = os.path.join(tmp, "floor.sock")
+    proc = subprocess.Popen([server, sock, mode])
+    try:
+        deadline = time.monotonic() + 10
+        while not os.path.exists(sock):
+            if proc.poll() is not None or time.monotonic() > deadline:
+                sys.exit("feed_floor did not start")
+            time.sleep(0.01)
+        feed = Feed(sock)
+        started = cpu_seconds(proc.pid)
+        for line in lines:
+            feed.send(line)
+            feed.reply()
+        return (cpu_seconds(proc.pid) - started) / len(lines)
+    finally:
+        proc.kill()
+        proc.wait()
+        shutil.rmtree(tmp, ignore_errors=True)
+
+
 def check(reply, what):
     if not reply.get("ok"):
         sys.exit(f"{what} refused: {reply}")
@@ -228,7 +252,7 @@ daemon with all routes in place. Median of {runs} runs per batch size, a fresh d
 | measure | value |
 |---|---|
 | resident memory at {routes:,} routes | {rss_mib:.0f} MiB ({per_route:,.0f} bytes per route above the {before_mib:.0f} MiB empty daemon; patches of {rss_batch:,}) |
-{document_row}{instructions_row}
+{document_row}{instructions_row}{floor_row}
 Machine: {machine}, {cores} cores; {build} build; the machine's load average was {load} when
 the runs started. Reproduce:
 
@@ -313,6 +337,9 @@ def main():
     ap.add_argument("--command", default="bench/run_feed_bench.sh", help="for the report")
     ap.add_argument("--document", default="",
                     help="feed_document_bench's report line, for the memory table")
+    ap.add_argument("--floor", metavar="FEED_FLOOR",
+                    help="bench/feed_floor: also measure what a line costs a server that does "
+                         "no work, the floor under the one-route-per-line figure")
     ap.add_argument("--callgrind", type=int, default=0, metavar="ROUTES",
                     help="also count the daemon's instructions per route under callgrind "
                          "(that many routes; independent of the machine's load)")
@@ -348,6 +375,25 @@ def main():
                             f"patches of {args.batch[0]:,}; the load-independent figure) | "
                             f"{per_route:,.0f} |\n")
 
+    floor_row = ""
+    if args.floor:
+        lines = route_patches(0, args.routes, 1)
+        per_line = {}
+        for mode in ("plain", "daemon"):
+            samples = sorted(floor_run(args.floor, mode, lines) for _ in range(args.runs))
+            per_line[mode] = samples
+            print(f"floor, {mode}: " + ", ".join(f"{1e6 * x:.1f}" for x in samples) +
+                  " µs of CPU per line", flush=True)
+
+        def cell(samples):
+            med = statistics.median(samples)
+            return (f"{1e6 * med:.1f} µs ({', '.join(f'{1e6 * x:.1f}' for x in samples)}), at "
+                    f"most {1 / med:,.0f} lines per CPU second")
+        floor_row = (f"| the floor: CPU per line of bench/feed_floor, a server that answers "
+                     f"each of the {args.routes:,} one-route lines without any work (median, "
+                     f"runs) | read and send only: {cell(per_line['plain'])}; with pimsnmpd's "
+                     f"waits (select, epoll_wait, read, send): {cell(per_line['daemon'])} |\n")
+
     rss_batch = args.batch[0]
     rss = {k: statistics.median(r[k] for r in by_batch[rss_batch])
            for k in ("rss_kib", "rss_before_kib")}
@@ -361,7 +407,7 @@ def main():
         document_row=document_row,
         routes=args.routes, batches=", ".join(f"{b:,}" for b in args.batch), runs=args.runs,
         rows="\n".join(row(b, args.routes, by_batch[b]) for b in args.batch),
-        instructions_row=instructions_row, rss_batch=rss_batch,
+        instructions_row=instructions_row, floor_row=floor_row, rss_batch=rss_batch,
         rss_mib=rss["rss_kib"] / 1024, before_mib=rss["rss_before_kib"] / 1024,
         per_route=(rss["rss_kib"] - rss["rss_before_kib"]) * 1024 / args.routes,
         machine=cpu_model(), cores=os.cpu_count(), build=args.build, command=args.command,

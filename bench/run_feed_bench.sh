@@ -11,7 +11,8 @@
 # one more run of CALLGRIND_ROUTES routes in patches of the first BATCH
 # (default 20000; 0 skips it) counts the daemon's instructions per route, a figure that does
 # not move with the machine's load as the timings do. bench/feed_document_bench counts the heap
-# the daemon's copy of the document holds for the same routes.
+# the daemon's copy of the document holds for the same routes, and bench/feed_floor what a line
+# costs a server that does no work at all, the floor under the one-route-per-line figure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -25,7 +26,7 @@ command -v valgrind >/dev/null || cg_routes=0
 if [ ! -f "$build/CMakeCache.txt" ]; then
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 fi
-cmake --build "$build" -j 2 --target pimsnmpd feed_document_bench
+cmake --build "$build" -j 2 --target pimsnmpd feed_document_bench feed_floor
 # The document's own heap per route, counted by allocation (not by RSS).
 document=$("$build/bench/feed_document_bench" "$routes")
 echo "$document"
@@ -33,4 +34,5 @@ echo "$document"
 python3 bench/feed_bench.py --daemon "$build/daemon/pimsnmpd" --runs "$runs" --routes "$routes" \
   --batch "$batch" --build "$(sed -n 's/^CMAKE_BUILD_TYPE:STRING=//p' "$build/CMakeCache.txt")" \
   --callgrind "$cg_routes" --benchmarks BENCHMARKS.md --document "$document" \
+  --floor "$build/bench/feed_floor" \
   --command "bench/run_feed_bench.sh $build $runs $routes $batch $cg_routes"
