@@ -277,8 +277,11 @@ class OrderedColl : public detail::CollBase {
         throw;
       }
     }
+    // The version once changed() has bumped it: a reactor that changes the collection from
+    // the notification (and might erase this entry) leaves it higher, and the entry unused.
+    const uint64_t settled = version() + 1;
     changed(&detail::keyOf<KeyFn>(*inserted));
-    if constexpr (kHashed) remember(inserted);
+    if constexpr (kHashed) remember(inserted, settled);
     return {inserted, true};
   }
 
@@ -345,8 +348,8 @@ class OrderedColl : public detail::CollBase {
       return set_.lower_bound(k);
     }
   }
-  void remember(const V* v) {
-    if constexpr (std::is_base_of_v<OrderedHook, V>) near_ = {v, version()};
+  void remember(const V* v, uint64_t atVersion) {
+    if constexpr (std::is_base_of_v<OrderedHook, V>) near_ = {v, atVersion};
   }
 
   Set set_;

@@ -43,6 +43,7 @@ class Owner : public Ent::Entity {
   std::string_view typeName() const override { return "Test::Owner"; }
   Ent::OrderedColl<int, Row> rows{this, attrRow};
   Ent::OrderedColl<int, HookedRow> hookedRows{this, attrRow};
+  Ent::OrderedColl<int, HookedRow, &HookedRow::key, std::hash<int>> hashedRows{this, attrRow};
   template <class R>
   Ent::OrderedColl<int, R>& rowsOf() {
     if constexpr (std::is_same_v<R, HookedRow>) {
@@ -314,6 +315,21 @@ TYPED_TEST(HashedCollTest, InsertsInRunsLandWhereADescentWould) {
     ASSERT_EQ(rows.find(*it), row.get());
     ++it;
   }
+}
+
+// A reactor may change the collection from an insert's notification, even erase the entry it
+// announces: the next insert must not take its place from that entry.
+TEST(HashedCollTest, AnEntryErasedFromItsOwnNotificationGivesNoPlace) {
+  Ptr<Owner> owner = Ent::make<Owner>();
+  Rec rec{owner};
+  auto& rows = owner->hashedRows;
+  rec.hook = [&](const Change& c) {
+    if (c.keyAs<int>() == 5 && rows.contains(5)) rows.erase(5);
+  };
+  for (int k : {4, 5, 6, 7}) rows.insert(Ent::make<HookedRow>(k));
+  std::vector<int> keys;
+  for (const auto& r : rows) keys.push_back(r->key());
+  EXPECT_EQ(keys, (std::vector<int>{4, 6, 7}));
 }
 
 // A reader that keeps a position between calls tells collections apart by address, serial
