@@ -202,11 +202,15 @@ def floor_run(server, mode, lines):
     proc = subprocess.Popen([server, sock, mode])
     try:
         deadline = time.monotonic() + 10
-        while not os.path.exists(sock):
-            if proc.poll() is not None or time.monotonic() > deadline:
-                sys.exit("feed_floor did not start")
-            time.sleep(0.01)
-        feed = Feed(sock)
+        feed = None
+        while feed is None:
+            # The socket file exists from bind(); connect succeeds from listen().
+            try:
+                feed = Feed(sock)
+            except (FileNotFoundError, ConnectionRefusedError):
+                if proc.poll() is not None or time.monotonic() > deadline:
+                    sys.exit("feed_floor did not start")
+                time.sleep(0.01)
         started = cpu_seconds(proc.pid)
         for line in lines:
             feed.send(line)
