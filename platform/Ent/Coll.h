@@ -216,6 +216,9 @@ template <class K, class V, auto KeyFn = &V::key, class Hash = void>
 class OrderedColl : public detail::CollBase {
   using Set = detail::OrderedSet<K, V, KeyFn>;
   static constexpr bool kHashed = !std::is_void_v<Hash>;
+  // Keeps the place of its last insert (see placeOf): hashed, so large, and with hooked entries,
+  // whose position costs nothing to get back.
+  static constexpr bool kNear = kHashed && std::is_base_of_v<OrderedHook, V>;
   struct NoIndex {};
   using Index = std::conditional_t<kHashed, PointerIndex<K, V, KeyFn, Hash>, NoIndex>;
 
@@ -281,7 +284,7 @@ class OrderedColl : public detail::CollBase {
     // the notification (and might erase this entry) leaves it higher, and the entry unused.
     const uint64_t settled = version() + 1;
     changed(&detail::keyOf<KeyFn>(*inserted));
-    if constexpr (kHashed) remember(inserted, settled);
+    if constexpr (kNear) near_ = {inserted, settled};
     return {inserted, true};
   }
 
@@ -342,23 +345,17 @@ class OrderedColl : public detail::CollBase {
   // inserted, and the collection has not changed since, its place is the next
   // position, without a descent. Otherwise one descent, one or two comparisons dearer.
   const_iterator placeOf(const K& k) const {
-    if constexpr (kHashed && std::is_base_of_v<OrderedHook, V>) {
+    if constexpr (kNear) {
       return set_.lowerBoundNear(near_.version == version() ? near_.entry : nullptr, k);
     } else {
       return set_.lower_bound(k);
     }
   }
-  void remember(const V* v, uint64_t atVersion) {
-    if constexpr (std::is_base_of_v<OrderedHook, V>) near_ = {v, atVersion};
-  }
 
   Set set_;
   [[no_unique_address]] Index index_;
   [[no_unique_address]] std::conditional_t<kHashed, uint64_t, NoSerial> serial_{};
-  // Only where an entry's position costs nothing to get back (hooked entries).
-  [[no_unique_address]] std::conditional_t<kHashed && std::is_base_of_v<OrderedHook, V>, Near,
-                                           NoNear>
-      near_{};
+  [[no_unique_address]] std::conditional_t<kNear, Near, NoNear> near_{};
 };
 
 // Hash collection of counted entries by key (the key is stored beside the entry).
