@@ -37,6 +37,23 @@ struct MemberNameLess {
   }
 };
 
+// Whether two member names are equal, inline: the library call costs more than the few bytes of
+// a name.
+inline bool sameMemberName(std::string_view a, std::string_view b) noexcept {
+  if (a.size() != b.size()) return false;
+  const size_t n = a.size();
+  const auto* pa = reinterpret_cast<const uint8_t*>(a.data());
+  const auto* pb = reinterpret_cast<const uint8_t*>(b.data());
+  size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    if (Lanet::detail::loadBe64(pa + i) != Lanet::detail::loadBe64(pb + i)) return false;
+  }
+  for (; i < n; ++i) {
+    if (pa[i] != pb[i]) return false;
+  }
+  return true;
+}
+
 template <class Key, class T, class IgnoredLess, class Allocator>
 using JsonObjectMap = std::map<Key, T, MemberNameLess, Allocator>;
 
@@ -44,25 +61,33 @@ using Json = nlohmann::basic_json<JsonObjectMap>;
 
 inline constexpr size_t kFewMembers = 4;
 
-// The members of object `obj`, to loop over: items() builds two strings for every loop.
+// The members of object `obj`, to loop over (none when it is not an object): items() builds two
+// strings for every loop, and get_ref's type check is an out-of-line call with a throw path.
+// These readers run by the hundred per patch.
 inline const Json::object_t& membersOf(const Json& obj) {
-  return obj.get_ref<const Json::object_t&>();
+  static const Json::object_t kNone;
+  const Json::object_t* members = obj.get_ptr<const Json::object_t*>();
+  return members != nullptr ? *members : kNone;
 }
 inline Json::object_t& membersOf(Json& obj) {
-  return obj.get_ref<Json::object_t&>();
+  // Nothing is ever inserted through this one: callers loop over it.
+  static Json::object_t none;
+  Json::object_t* members = obj.get_ptr<Json::object_t*>();
+  return members != nullptr ? *members : none;
 }
 
 // The value of member `name` of `obj` (null values included), or null when `obj` is not an
 // object or has no such member. Searches the object's map directly: nlohmann's find() and its
 // iterators cost as much again as the search, on walks that look members up by the thousand.
 inline const Json* findMember(const Json* obj, std::string_view name) {
-  if (obj == nullptr || !obj->is_object()) return nullptr;
-  const Json::object_t& members = obj->get_ref<const Json::object_t&>();
+  const Json::object_t* found = obj != nullptr ? obj->get_ptr<const Json::object_t*>() : nullptr;
+  if (found == nullptr) return nullptr;
+  const Json::object_t& members = *found;
   // A hint or a record has a few members: comparing lengths first rejects most names at once,
   // where each step of a search compares bytes.
   if (members.size() <= kFewMembers) {
     for (const auto& [key, value] : members) {
-      if (key.size() == name.size() && key == name) return &value;
+      if (sameMemberName(key, name)) return &value;
     }
     return nullptr;
   }
