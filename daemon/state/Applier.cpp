@@ -933,6 +933,7 @@ void revert(Document& current, const Json& patch, const Json& before, PlatformSt
 // `patch` is taken: its values move into the document and it is left as the change's hint.
 ApplyResult applyPatchTaking(Document& current, Json& patch, PlatformState& state) {
   Json before;
+  const ClearTreeOnExit freeBefore(before);
   MergeLandings landings;
   ValidationErrors errors = current.mergePatchTaking(patch, &before, &landings);
   if (!errors.empty()) {
@@ -960,6 +961,7 @@ ApplyResult applyPatch(Document& current, const Json& patch, PlatformState& stat
 ApplyResult applyPatchText(Document& current, std::string_view patchText, PlatformState& state) {
   JsonParseResult parsed = parseJson(patchText);
   if (!parsed.value) return {false, std::move(parsed.errors)};
+  const ClearTreeOnExit freePatch(*parsed.value);
   return applyPatchTaking(current, *parsed.value, state);
 }
 

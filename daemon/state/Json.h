@@ -116,4 +116,16 @@ inline void clearTree(Json& v, int depth = 0) {
   }
 }
 
+// Frees a tree the clearTree way when the scope that owns it ends, on every way out.
+class ClearTreeOnExit {
+ public:
+  explicit ClearTreeOnExit(Json& v) : v_(v) {}
+  ~ClearTreeOnExit() { clearTree(v_); }
+  ClearTreeOnExit(const ClearTreeOnExit&) = delete;
+  ClearTreeOnExit& operator=(const ClearTreeOnExit&) = delete;
+
+ private:
+  Json& v_;
+};
+
 }  // namespace PimSnmpd
