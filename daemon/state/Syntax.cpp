@@ -159,6 +159,19 @@ std::optional<Routing::Pim::RouteKey> readRouteKey(std::string_view text, Addres
   }
   const std::string_view sourceText = text.substr(0, comma);
   const std::string_view groupText = text.substr(comma + 1);
+  if (af == AddressFamily::ipv4) {
+    // Every route of a patch is keyed twice (routes and FIB) and each key is read by the
+    // validator and the applier: a well-formed IPv4 key is read straight into the key. Anything
+    // else takes the general path below, which says what is wrong.
+    const auto group = Lanet::IpAddr::parse(groupText);
+    if (group && group->isMulticast()) {
+      if (sourceText == "*") return Routing::Pim::RouteKey::starG(IpGenAddr(*group));
+      const auto source = Lanet::IpAddr::parse(sourceText);
+      if (source && !source->isMulticast() && !source->isUnspecified()) {
+        return Routing::Pim::RouteKey{IpGenAddr(*source), IpGenAddr(*group)};
+      }
+    }
+  }
   const auto group = readAddress(groupText, af, why);
   if (!group) return std::nullopt;
   if (!group->isMulticast()) {
