@@ -84,8 +84,15 @@ class InetAddress {
     if (auto c = loadBe64(a + 8) <=> loadBe64(b + 8); c != 0) return c;
     return loadBe32(a + 16) <=> loadBe32(b + 16);
   }
-  bool operator==(const InetAddress& other) const {
-    return type_ == other.type_ && size_ == other.size_ && octets_ == other.octets_;
+  // Inline for the same reason: comparing the arrays is a memcmp call, and a route's rows
+  // compare their addresses a dozen times as they are built.
+  [[gnu::always_inline]] bool operator==(const InetAddress& other) const {
+    using Lanet::detail::loadBe32;
+    using Lanet::detail::loadBe64;
+    const uint8_t* a = octets_.data();
+    const uint8_t* b = other.octets_.data();
+    return type_ == other.type_ && size_ == other.size_ && loadBe64(a) == loadBe64(b) &&
+           loadBe64(a + 8) == loadBe64(b + 8) && loadBe32(a + 16) == loadBe32(b + 16);
   }
 
  private:
