@@ -118,6 +118,19 @@ def wait_routes(feed, n, timeout):
         time.sleep(0.01)
 
 
+def connect_when_listening(proc, sock, timeout, what):
+    """A Feed on `sock` once the server `proc` listens there."""
+    deadline = time.monotonic() + timeout
+    while True:
+        # The socket file exists from bind(); connect succeeds from listen().
+        try:
+            return Feed(sock)
+        except (FileNotFoundError, ConnectionRefusedError):
+            if proc.poll() is not None or time.monotonic() > deadline:
+                sys.exit(f"{what} did not start")
+            time.sleep(0.01)
+
+
 def one_run(daemon, routes, batch, pipeline, callgrind_out=None):
     """One daemon, one route phase. With `callgrind_out` the daemon runs under callgrind,
     counting the instructions of feed handling only, and the removal phase is skipped."""
@@ -134,12 +147,7 @@ def one_run(daemon, routes, batch, pipeline, callgrind_out=None):
                              "--persistent-dir", os.path.join(tmp, "persist")],
                             env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
-        deadline = time.monotonic() + 20 * slow
-        while not os.path.exists(sock):
-            if proc.poll() is not None or time.monotonic() > deadline:
-                sys.exit("pimsnmpd did not start")
-            time.sleep(0.02)
-        feed = Feed(sock)
+        feed = connect_when_listening(proc, sock, 20 * slow, "pimsnmpd")
         check(feed.request(json.dumps(vrf_patch())), "VRF patch")
         # The VRF's route machine reviews the routes present when it starts, in rate-limited
         # slices; a probe route tells when that review is over and routes flow as events.
@@ -201,16 +209,7 @@ def floor_run(server, mode, lines):
     sock = os.path.join(tmp, "floor.sock")
     proc = subprocess.Popen([server, sock, mode])
     try:
-        deadline = time.monotonic() + 10
-        feed = None
-        while feed is None:
-            # The socket file exists from bind(); connect succeeds from listen().
-            try:
-                feed = Feed(sock)
-            except (FileNotFoundError, ConnectionRefusedError):
-                if proc.poll() is not None or time.monotonic() > deadline:
-                    sys.exit("feed_floor did not start")
-                time.sleep(0.01)
+        feed = connect_when_listening(proc, sock, 10, "feed_floor")
         started = cpu_seconds(proc.pid)
         for line in lines:
             feed.send(line)
